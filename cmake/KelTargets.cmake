@@ -1,0 +1,40 @@
+# Settings shared by every target of the project.
+
+# Warnings, the sanitizers and the source-relative __FILE__ that the assertion reports print
+# ("Common/param", not the absolute path of the checkout).
+function(kel_target_defaults target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic
+        # Four-character codes ('KEPK') are part of the wire protocol.
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-multichar>
+        $<$<CXX_COMPILER_ID:Clang>:-Wno-four-char-constants -Wno-multichar>
+        -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+    if(KEL_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(KEL_SANITIZE)
+        list(JOIN KEL_SANITIZE "," sanitizers)
+        target_compile_options(${target} PRIVATE -fsanitize=${sanitizers} -fno-omit-frame-pointer
+                                                 -fno-sanitize-recover=all)
+        target_link_options(${target} PRIVATE -fsanitize=${sanitizers})
+    endif()
+endfunction()
+
+# A library of one layer. Sources are listed explicitly by the caller; headers are found from
+# the source root ("Common/KelStatus.h").
+function(kel_add_library target)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_library(${target} STATIC ${ARG_SOURCES})
+    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+    if(ARG_LINKS)
+        target_link_libraries(${target} PUBLIC ${ARG_LINKS})
+    endif()
+    kel_target_defaults(${target})
+endfunction()
+
+function(kel_add_executable target)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${target} ${ARG_SOURCES})
+    target_link_libraries(${target} PRIVATE ${ARG_LINKS})
+    kel_target_defaults(${target})
+endfunction()
