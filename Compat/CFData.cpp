@@ -1,0 +1,246 @@
+#include <CoreFoundation/CFData.h>
+
+#include "Compat/CFRuntime.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+using CFRuntime::Fatal;
+
+// Either owns its bytes in a vector (copies and all mutable data) or points at bytes it was
+// given without a copy, freeing them at the end when asked to.
+struct __CFData : CFRuntime::CFObject
+{
+    __CFData() : CFObject(CFRuntime::eTypeIDData) {}
+    ~__CFData() override
+    {
+        if (mExternal != nullptr && mFreeExternal)
+        {
+            std::free(const_cast<UInt8*>(mExternal));
+        }
+    }
+
+    const UInt8* Bytes() const
+    {
+        if (mExternal != nullptr)
+        {
+            return mExternal;
+        }
+        // Never NULL, so that callers may pass it to memcpy with a length of 0.
+        static const UInt8 empty = 0;
+        return mBytes.empty() ? &empty : mBytes.data();
+    }
+    CFIndex Length() const
+    {
+        return mExternal != nullptr ? mExternalLength : static_cast<CFIndex>(mBytes.size());
+    }
+
+    bool Equals(const CFObject& other) const override
+    {
+        const auto& data = static_cast<const __CFData&>(other);
+        return Length() == data.Length() &&
+               std::memcmp(Bytes(), data.Bytes(), static_cast<size_t>(Length())) == 0;
+    }
+    CFHashCode Hash() const override
+    {
+        return std::hash<std::string_view>()(std::string_view(
+            reinterpret_cast<const char*>(Bytes()), static_cast<size_t>(Length())));
+    }
+
+    std::vector<UInt8> mBytes;
+    const UInt8* mExternal = nullptr;
+    CFIndex mExternalLength = 0;
+    bool mFreeExternal = false;
+    bool mMutable = false;
+    CFIndex mCapacity = 0; // 0: unbounded
+};
+
+namespace
+{
+const __CFData* Data(CFDataRef data, const char* function)
+{
+    CFRuntime::Object(data, function);
+    if (data->mTypeID != CFRuntime::eTypeIDData)
+    {
+        Fatal(function, "not a CFData");
+    }
+    return data;
+}
+
+__CFData* MutableData(CFMutableDataRef data, const char* function)
+{
+    Data(data, function);
+    if (!data->mMutable)
+    {
+        Fatal(function, "the data is immutable");
+    }
+    return data;
+}
+
+void CheckLength(__CFData* data, CFIndex length, const char* function)
+{
+    if (length < 0)
+    {
+        Fatal(function, "negative length");
+    }
+    if (data->mCapacity > 0 && length > data->mCapacity)
+    {
+        Fatal(function, "length beyond the capacity of the data");
+    }
+}
+
+void CheckRange(CFIndex dataLength, CFRange range, const char* function)
+{
+    if (range.location < 0 || range.length < 0 || range.location > dataLength ||
+        range.length > dataLength - range.location)
+    {
+        Fatal(function, "range outside the data");
+    }
+}
+
+__CFData* NewCopy(const UInt8* bytes, CFIndex length, bool isMutable, CFIndex capacity)
+{
+    auto* data = new __CFData;
+    if (length > 0)
+    {
+        data->mBytes.assign(bytes, bytes + length);
+    }
+    data->mMutable = isMutable;
+    data->mCapacity = capacity;
+    return data;
+}
+} // namespace
+
+CFTypeID CFDataGetTypeID(void)
+{
+    return CFRuntime::eTypeIDData;
+}
+
+CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length)
+{
+    if (length < 0 || (length > 0 && bytes == nullptr))
+    {
+        return nullptr;
+    }
+    return NewCopy(bytes, length, false, 0);
+}
+
+CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef, const UInt8* bytes, CFIndex length,
+                                      CFAllocatorRef bytesDeallocator)
+{
+    if (length < 0 || (length > 0 && bytes == nullptr))
+    {
+        return nullptr;
+    }
+    auto* data = new __CFData;
+    if (bytes != nullptr)
+    {
+        data->mExternal = bytes;
+        data->mExternalLength = length;
+        data->mFreeExternal = CFRuntime::AllocatorFreesBytes(bytesDeallocator);
+    }
+    return data;
+}
+
+CFDataRef CFDataCreateCopy(CFAllocatorRef, CFDataRef theData)
+{
+    const __CFData* source = Data(theData, "CFDataCreateCopy");
+    return NewCopy(source->Bytes(), source->Length(), false, 0);
+}
+
+CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex capacity)
+{
+    if (capacity < 0)
+    {
+        return nullptr;
+    }
+    return NewCopy(nullptr, 0, true, capacity);
+}
+
+CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef, CFIndex capacity, CFDataRef theData)
+{
+    const __CFData* source = Data(theData, "CFDataCreateMutableCopy");
+    if (capacity < 0 || (capacity > 0 && capacity < source->Length()))
+    {
+        return nullptr;
+    }
+    return NewCopy(source->Bytes(), source->Length(), true, capacity);
+}
+
+CFIndex CFDataGetLength(CFDataRef theData)
+{
+    return Data(theData, "CFDataGetLength")->Length();
+}
+
+const UInt8* CFDataGetBytePtr(CFDataRef theData)
+{
+    return Data(theData, "CFDataGetBytePtr")->Bytes();
+}
+
+UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData)
+{
+    return const_cast<UInt8*>(MutableData(theData, "CFDataGetMutableBytePtr")->Bytes());
+}
+
+void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer)
+{
+    const __CFData* data = Data(theData, "CFDataGetBytes");
+    CheckRange(data->Length(), range, "CFDataGetBytes");
+    if (range.length > 0)
+    {
+        std::memcpy(buffer, data->Bytes() + range.location, static_cast<size_t>(range.length));
+    }
+}
+
+void CFDataSetLength(CFMutableDataRef theData, CFIndex length)
+{
+    __CFData* data = MutableData(theData, "CFDataSetLength");
+    CheckLength(data, length, "CFDataSetLength");
+    data->mBytes.resize(static_cast<size_t>(length), 0);
+}
+
+void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLength)
+{
+    __CFData* data = MutableData(theData, "CFDataIncreaseLength");
+    if (extraLength < 0)
+    {
+        Fatal("CFDataIncreaseLength", "negative length");
+    }
+    CFDataSetLength(theData, data->Length() + extraLength);
+}
+
+void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length)
+{
+    __CFData* data = MutableData(theData, "CFDataAppendBytes");
+    CheckLength(data, data->Length() + length, "CFDataAppendBytes");
+    if (length > 0)
+    {
+        data->mBytes.insert(data->mBytes.end(), bytes, bytes + length);
+    }
+}
+
+void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
+                        CFIndex newLength)
+{
+    __CFData* data = MutableData(theData, "CFDataReplaceBytes");
+    CheckRange(data->Length(), range, "CFDataReplaceBytes");
+    if (newLength < 0)
+    {
+        Fatal("CFDataReplaceBytes", "negative length");
+    }
+    CheckLength(data, data->Length() - range.length + newLength, "CFDataReplaceBytes");
+    // Copied first: `newBytes` may point into the data itself.
+    std::vector<UInt8> replacement(newBytes, newBytes + newLength);
+    auto first = data->mBytes.begin() + range.location;
+    data->mBytes.erase(first, first + range.length);
+    data->mBytes.insert(data->mBytes.begin() + range.location, replacement.begin(),
+                        replacement.end());
+}
+
+void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range)
+{
+    CFDataReplaceBytes(theData, range, nullptr, 0);
+}

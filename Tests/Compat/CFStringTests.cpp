@@ -1,0 +1,107 @@
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+std::string UTF8(CFStringRef string)
+{
+    std::vector<char> buffer(static_cast<size_t>(CFStringGetMaximumSizeForEncoding(
+                                 CFStringGetLength(string), kCFStringEncodingUTF8)) +
+                             1);
+    EXPECT_TRUE(CFStringGetCString(string, buffer.data(), static_cast<CFIndex>(buffer.size()),
+                                   kCFStringEncodingUTF8));
+    return buffer.data();
+}
+
+TEST(CFStringTests, LengthCountsUTF16UnitsAndRoundTripsUTF8)
+{
+    // "é" is one unit, "😀" (U+1F600) a surrogate pair of two.
+    const char* text = "a\xC3\xA9\xF0\x9F\x98\x80";
+    CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
+    ASSERT_NE(string, nullptr);
+    EXPECT_EQ(CFStringGetLength(string), 4);
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 1), 0xE9);
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 2), 0xD83D);
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 3), 0xDE00);
+    EXPECT_EQ(UTF8(string), text);
+
+    // The same text through UTF-16 units is an equal string.
+    const UniChar units[] = {'a', 0xE9, 0xD83D, 0xDE00};
+    CFStringRef fromUnits = CFStringCreateWithCharacters(nullptr, units, 4);
+    EXPECT_TRUE(CFEqual(string, fromUnits));
+    EXPECT_EQ(CFHash(string), CFHash(fromUnits));
+    UniChar back[2] = {};
+    CFStringGetCharacters(fromUnits, CFRangeMake(2, 2), back);
+    EXPECT_EQ(back[0], 0xD83D);
+    EXPECT_EQ(back[1], 0xDE00);
+    CFRelease(fromUnits);
+    CFRelease(string);
+}
+
+TEST(CFStringTests, InvalidBytesAndUnrepresentableTextAreRefused)
+{
+    // Over-long form, encoded surrogate, truncated sequence, stray continuation byte.
+    for (const char* bad : {"\xC0\xAF", "\xED\xA0\x80", "ab\xE2\x82", "\x80"})
+    {
+        EXPECT_EQ(CFStringCreateWithCString(nullptr, bad, kCFStringEncodingUTF8), nullptr) << bad;
+    }
+    EXPECT_EQ(CFStringCreateWithCString(nullptr, "\xE9", kCFStringEncodingASCII), nullptr);
+    EXPECT_EQ(CFStringCreateWithCString(nullptr, "x", 0x7777), nullptr); // unknown encoding
+
+    CFStringRef latin = CFStringCreateWithCString(nullptr, "caf\xE9", kCFStringEncodingISOLatin1);
+    ASSERT_NE(latin, nullptr);
+    EXPECT_EQ(UTF8(latin), "caf\xC3\xA9");
+    char ascii[16];
+    EXPECT_FALSE(CFStringGetCString(latin, ascii, sizeof ascii, kCFStringEncodingASCII));
+    CFRelease(latin);
+
+    const UniChar lone[] = {'x', 0xD800};
+    CFStringRef broken = CFStringCreateWithCharacters(nullptr, lone, 2);
+    char buffer[16];
+    EXPECT_FALSE(CFStringGetCString(broken, buffer, sizeof buffer, kCFStringEncodingUTF8));
+    CFRelease(broken);
+}
+
+TEST(CFStringTests, GetCStringNeedsRoomForTheTerminator)
+{
+    CFStringRef string = CFSTR("port");
+    char buffer[5];
+    EXPECT_FALSE(CFStringGetCString(string, buffer, 4, kCFStringEncodingUTF8));
+    EXPECT_TRUE(CFStringGetCString(string, buffer, 5, kCFStringEncodingUTF8));
+    EXPECT_STREQ(buffer, "port");
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingUTF8), 12);
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingASCII), 4);
+}
+
+TEST(CFStringTests, ConstantStringsAreSharedAndImmortal)
+{
+    CFStringRef first = CFSTR("CMacMessagingClientMode");
+    CFStringRef second = CFSTR("CMacMessagingClientMode");
+    EXPECT_EQ(first, second);
+    CFRelease(first); // releasing a constant does nothing
+    CFRelease(first);
+    EXPECT_EQ(CFStringGetLength(second), 23);
+    CFStringRef copy = CFStringCreateCopy(nullptr, first);
+    EXPECT_TRUE(CFEqual(copy, first));
+    CFRelease(copy);
+}
+
+TEST(CFStringTests, CompareOrdersByUnitsAndCanIgnoreASCIICase)
+{
+    EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("abd"), 0), kCFCompareLessThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("ab"), 0), kCFCompareGreaterThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("Core"), CFSTR("core"), 0), kCFCompareLessThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("Core"), CFSTR("core"), kCFCompareCaseInsensitive),
+              kCFCompareEqualTo);
+    EXPECT_FALSE(CFEqual(CFSTR("Core"), CFSTR("core")));
+    // Different types are never equal.
+    const SInt32 one = 1;
+    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &one);
+    EXPECT_FALSE(CFEqual(CFSTR("1"), number));
+    CFRelease(number);
+}
+} // namespace
