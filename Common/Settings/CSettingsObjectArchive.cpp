@@ -1,0 +1,119 @@
+// The archive side of CSettingsObject: the whole archive and the node dispatcher.
+#include "Common/ASN1Coding.h"
+#include "Common/Settings/CSettingsArray.h"
+#include "Common/Settings/CSettingsBool.h"
+#include "Common/Settings/CSettingsBytes.h"
+#include "Common/Settings/CSettingsDouble.h"
+#include "Common/Settings/CSettingsInteger.h"
+#include "Common/Settings/CSettingsKEString.h"
+#include "Common/Settings/CSettingsMap.h"
+#include "Common/Settings/CSettingsObject.h"
+#include "Common/Settings/CSettingsString.h"
+
+#include <exception>
+#include <stdexcept>
+
+namespace
+{
+enum class EArchiveResult
+{
+    eRead,
+    eNoHeader,
+    eMalformed,
+};
+
+// Reads a whole archive; on failure `failure_O` says why.
+EArchiveResult ReadArchive(const std::vector<uint8_t>& archive_I,
+                           std::shared_ptr<CSettingsObject>& root_O, std::string& failure_O)
+{
+    if (archive_I.empty())
+    {
+        failure_O = "empty archive";
+        return EArchiveResult::eNoHeader;
+    }
+    try
+    {
+        size_t pos = 0;
+        if (ASN1Coding::DecodeIdentifierFromArchive(archive_I, pos, true) !=
+                ASN1Coding::kIntegerID ||
+            ASN1Coding::DecodeIntegerFromArchive(archive_I, pos) != ASN1Coding::kArchiveMagic)
+        {
+            failure_O = "no settings archive header";
+            return EArchiveResult::eNoHeader;
+        }
+        // Octets after the root are ignored.
+        root_O = CSettingsObject::ReadFromASN1Node(archive_I, pos);
+        return EArchiveResult::eRead;
+    }
+    catch (const std::exception& error)
+    {
+        failure_O = error.what();
+    }
+    return EArchiveResult::eMalformed;
+}
+
+template <class T>
+std::shared_ptr<CSettingsObject> ReadNode(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
+{
+    return T::ReadFromASN1Node(archive_I, pos_IO);
+}
+} // namespace
+
+std::vector<uint8_t> CSettingsObject::GetASN1Binary() const
+{
+    std::vector<uint8_t> archive;
+    ASN1Coding::EncodeIntegerToArchive(ASN1Coding::kArchiveMagic, archive);
+    AppendASN1Node(archive);
+    return archive;
+}
+
+std::shared_ptr<CSettingsObject>
+CSettingsObject::ReadFromASN1Binary(const std::vector<uint8_t>& archive_I)
+{
+    std::shared_ptr<CSettingsObject> root;
+    std::string failure;
+    if (ReadArchive(archive_I, root, failure) == EArchiveResult::eMalformed)
+    {
+        std::fprintf(stderr, "ReadFromASN1Binary: %s\n", failure.c_str());
+    }
+    return root;
+}
+
+std::shared_ptr<CSettingsObject>
+CSettingsObject::ReadFromASN1Binary(const std::vector<uint8_t>& archive_I, std::string& failure_O)
+{
+    std::shared_ptr<CSettingsObject> root;
+    ReadArchive(archive_I, root, failure_O);
+    return root;
+}
+
+std::shared_ptr<CSettingsObject>
+CSettingsObject::ReadFromASN1Node(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
+{
+    // A null node (05 00) is written but deliberately not read back here.
+    using Reader = std::shared_ptr<CSettingsObject> (*)(const std::vector<uint8_t>&, size_t&);
+    static const std::pair<ASN1Coding::Identifier, Reader> kReaders[] = {
+        {ASN1Coding::kBoolID, ReadNode<CSettingsBool>},
+        {ASN1Coding::kIntegerID, ReadNode<CSettingsInteger>},
+        {ASN1Coding::kBytesID, ReadNode<CSettingsBytes>},
+        {ASN1Coding::kStringID, ReadNode<CSettingsString>},
+        {ASN1Coding::kMapID, ReadNode<CSettingsMap>},
+        {ASN1Coding::kDoubleID, ReadNode<CSettingsDouble>},
+        {ASN1Coding::kArrayID, ReadNode<CSettingsArray>},
+        {ASN1Coding::kKEStringID, ReadNode<CSettingsKEString>},
+    };
+    ASN1Coding::Identifier identifier =
+        ASN1Coding::DecodeIdentifierFromArchive(archive_I, pos_IO, false);
+    for (const auto& [readerIdentifier, reader] : kReaders)
+    {
+        if (readerIdentifier == identifier)
+        {
+            if (std::shared_ptr<CSettingsObject> object = reader(archive_I, pos_IO))
+            {
+                return object;
+            }
+            break;
+        }
+    }
+    throw std::runtime_error("unknown data type in archive");
+}

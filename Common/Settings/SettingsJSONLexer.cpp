@@ -1,0 +1,63 @@
+#include "Common/Settings/SettingsJSONLexer.h"
+
+#include <cctype>
+
+namespace SettingsJSONLexer
+{
+bool IsSpace(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+bool StartsNumber(char c)
+{
+    return (c >= '0' && c <= '9') || c == '-';
+}
+
+bool TextAt(const std::string& buffer_I, size_t pos, std::string_view word)
+{
+    return pos <= buffer_I.size() && std::string_view(buffer_I).substr(pos).starts_with(word);
+}
+
+bool SkipComment(const std::string& buffer_I, size_t& pos_IO)
+{
+    if (!TextAt(buffer_I, pos_IO, "//"))
+    {
+        return false;
+    }
+    size_t lineFeed = buffer_I.find('\n', pos_IO + 2);
+    pos_IO = lineFeed == std::string::npos ? buffer_I.size() : lineFeed;
+    return true;
+}
+
+bool SkipSpaceAndComments(const std::string& buffer_I, size_t& pos_IO)
+{
+    while (pos_IO < buffer_I.size())
+    {
+        if (IsSpace(buffer_I[pos_IO]))
+        {
+            ++pos_IO;
+        }
+        else if (!SkipComment(buffer_I, pos_IO))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO)
+{
+    size_t start = pos_IO;
+    while (pos_IO < buffer_I.size())
+    {
+        char c = buffer_I[pos_IO];
+        if (!((c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E'))
+        {
+            break;
+        }
+        ++pos_IO;
+    }
+    return buffer_I.substr(start, pos_IO - start);
+}
+} // namespace SettingsJSONLexer

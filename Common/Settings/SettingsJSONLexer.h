@@ -1,0 +1,24 @@
+// The lexical rules shared by the JSON readers of the settings classes: white space, line
+// comments ("//" up to the next line feed) and the characters that make up a number.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace SettingsJSONLexer
+{
+// The C library's white space, for any byte (bytes above 0x7F are not white space).
+bool IsSpace(char c);
+// A digit or '-': the characters that start a number.
+bool StartsNumber(char c);
+// Whether `word` stands at `pos` (false past the end).
+bool TextAt(const std::string& buffer_I, size_t pos, std::string_view word);
+// Skips white space and "//" comments; returns false at the end of the text.
+bool SkipSpaceAndComments(const std::string& buffer_I, size_t& pos_IO);
+// If "//" stands at `pos_IO`, moves past the comment (to its line feed or the end) and
+// returns true.
+bool SkipComment(const std::string& buffer_I, size_t& pos_IO);
+// The run of digits, '-', '+', '.', 'e' and 'E' at `pos_IO`; `pos_IO` moves past it.
+std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO);
+} // namespace SettingsJSONLexer

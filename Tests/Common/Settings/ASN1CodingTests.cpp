@@ -1,0 +1,378 @@
+#include "Common/ASN1Coding.h"
+#include "Common/Settings/CSettingsNestingGuard.h"
+#include "SettingsTestSupport.h"
+
+#include <limits>
+#include <stdexcept>
+
+using namespace SettingsTest;
+
+namespace
+{
+const std::vector<uint8_t> kHeader = Hex("02 04 4B 65 6C 6D");
+
+std::vector<uint8_t> WithHeader(const std::vector<uint8_t>& node)
+{
+    std::vector<uint8_t> archive = kHeader;
+    archive.insert(archive.end(), node.begin(), node.end());
+    return archive;
+}
+
+std::vector<uint8_t> NodeOf(const std::shared_ptr<CSettingsObject>& object)
+{
+    std::vector<uint8_t> node;
+    object->AppendASN1Node(node);
+    return node;
+}
+
+// Reads an archive, expecting it to fail, and returns what ReadFromASN1Binary printed.
+std::string FailingReadMessage(const std::vector<uint8_t>& archive)
+{
+    std::shared_ptr<CSettingsObject> result;
+    SOutput output = Capture([&] { result = CSettingsObject::ReadFromASN1Binary(archive); });
+    EXPECT_EQ(result, nullptr);
+    return output.err;
+}
+} // namespace
+
+TEST(ASN1Coding, IdentifierOctetsFollowTheConstructedBitRule)
+{
+    using namespace ASN1Coding;
+    EXPECT_EQ(MakeIdentifier(kBoolID), 0x01);
+    EXPECT_EQ(MakeIdentifier(kIntegerID), 0x02);
+    EXPECT_EQ(MakeIdentifier(kBytesID), 0x04);
+    EXPECT_EQ(MakeIdentifier(kNULLID), 0x05);
+    EXPECT_EQ(MakeIdentifier(kStringID), 0x0C);
+    EXPECT_EQ(MakeIdentifier(kMapID), 0x60);
+    EXPECT_EQ(MakeIdentifier(kDoubleID), 0x41);
+    EXPECT_EQ(MakeIdentifier(kArrayID), 0x62);
+    EXPECT_EQ(MakeIdentifier(kKEStringID), 0x63);
+    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeExternal}), 0x28);
+    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeReal}), 0x09);
+    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeSequence}), 0x30);
+    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeGeneralizedTime}), 0x18);
+    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeBMPString}), 0x3E);
+    EXPECT_EQ(MakeIdentifier({eClassPrivate, eTypeBoolean}), 0xE1);
+
+    uint8_t octet = 0xAA;
+    SOutput output = Capture([&] { octet = MakeIdentifier({eClassUniversal, EDataType(31)}); });
+    EXPECT_EQ(octet, 0);
+    EXPECT_NE(output.out.find("Common/ASN1Coding:"), std::string::npos);
+    EXPECT_NE(output.out.find(": failed assertion: eType <= eTypeMAX_VALUE\n"), std::string::npos);
+
+    // Reading ignores the constructed bit.
+    std::vector<uint8_t> archive = Hex("2C E3");
+    size_t pos = 0;
+    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, false), kStringID);
+    EXPECT_EQ(pos, 0u);
+    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, true), kStringID);
+    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, true),
+              (Identifier{eClassPrivate, EDataType(3)}));
+    EXPECT_EQ(pos, 2u);
+}
+
+TEST(ASN1Coding, LengthOctets)
+{
+    using namespace ASN1Coding;
+    EXPECT_EQ(MakeLength(0), Hex("00"));
+    EXPECT_EQ(MakeLength(127), Hex("7F"));
+    EXPECT_EQ(MakeLength(128), Hex("81 80"));
+    EXPECT_EQ(MakeLength(200), Hex("81 C8"));
+    EXPECT_EQ(MakeLength(256), Hex("82 01 00"));
+    EXPECT_EQ(MakeLength(70000), Hex("83 01 11 70"));
+    EXPECT_EQ(MakeLength(IndefiniteLength - 1), Hex("88 FF FF FF FF FF FF FF FE"));
+    EXPECT_EQ(MakeLength(IndefiniteLength), Hex("80"));
+    EXPECT_EQ(MakeIndefiniteLength(), 0x80);
+
+    std::vector<uint8_t> archive = Hex("80 7F 83 01 11 70 89 01 00 00 00 00 00 00 00 05");
+    size_t pos = 0;
+    EXPECT_EQ(DecodeLengthFromArchive(archive, pos), IndefiniteLength);
+    EXPECT_EQ(DecodeLengthFromArchive(archive, pos), 127u);
+    EXPECT_EQ(DecodeLengthFromArchive(archive, pos), 70000u);
+    // Nine length octets: the high one shifts out.
+    EXPECT_EQ(DecodeLengthFromArchive(archive, pos), 5u);
+    EXPECT_EQ(pos, archive.size());
+}
+
+TEST(ASN1Coding, ScalarNodesAreByteExact)
+{
+    struct SCase
+    {
+        std::shared_ptr<CSettingsObject> object;
+        const char* node;
+    };
+    const SCase cases[] = {
+        {CSettingsInteger::New(0), "02 01 00"},
+        {CSettingsInteger::New(5), "02 01 05"},
+        {CSettingsInteger::New(128), "02 01 80"},
+        {CSettingsInteger::New(255), "02 01 FF"},
+        {CSettingsInteger::New(256), "02 02 01 00"},
+        {CSettingsInteger::New(0x4B656C6D), "02 04 4B 65 6C 6D"},
+        {CSettingsInteger::New(-1), "02 08 FF FF FF FF FF FF FF FF"},
+        {CSettingsInteger::New(std::numeric_limits<long long>::min()),
+         "02 08 80 00 00 00 00 00 00 00"},
+        {CSettingsBool::New(true), "01 01 FF"},
+        {CSettingsBool::New(false), "01 01 00"},
+        {CSettingsDouble::New(1.0), "41 08 3F F0 00 00 00 00 00 00"},
+        {CSettingsDouble::New(-2.5), "41 08 C0 04 00 00 00 00 00 00"},
+        {CSettingsString::New("ab"), "0C 02 61 62"},
+        {CSettingsString::New(""), "0C 00"},
+        {CSettingsKEString::New("ab"), "63 02 61 62"},
+        {CSettingsBytes::New({0, 0xFF}), "04 02 00 FF"},
+        {CSettingsNULL::New(), "05 00"},
+        {CSettingsMap::New(), "60 80 00 00"},
+        {CSettingsArray::New(), "62 80 00 00"},
+    };
+    for (const auto& c : cases)
+    {
+        EXPECT_EQ(NodeOf(c.object), Hex(c.node)) << c.object->GetTraceString();
+        if (c.object->GetTypeName() == "null")
+        {
+            continue;
+        }
+        auto back = CSettingsObject::ReadFromASN1Binary(c.object->GetASN1Binary());
+        ASSERT_TRUE(back) << c.object->GetTraceString();
+        EXPECT_TRUE(back->IsEqualTo(c.object)) << back->GetTraceString();
+    }
+    std::vector<uint8_t> longString = NodeOf(CSettingsString::New(std::string(200, 'x')));
+    EXPECT_EQ(std::vector<uint8_t>(longString.begin(), longString.begin() + 3), Hex("0C 81 C8"));
+    std::vector<uint8_t> hugeBytes = NodeOf(CSettingsBytes::New(std::vector<uint8_t>(70000, 7)));
+    EXPECT_EQ(hugeBytes.size(), 70005u);
+    EXPECT_EQ(std::vector<uint8_t>(hugeBytes.begin(), hugeBytes.begin() + 5),
+              Hex("04 83 01 11 70"));
+    EXPECT_EQ(CSettingsObject::ReadFromASN1Binary(WithHeader(hugeBytes))->GetStringValue().size(),
+              93334u);
+}
+
+TEST(ASN1Coding, ArchiveOfAMapWithSortedKeysAndNesting)
+{
+    auto map = CSettingsMap::New();
+    map->SetKeyAndBool("b", true);
+    map->SetKeyAndInteger("a", 5);
+    EXPECT_EQ(map->GetASN1Binary(),
+              Hex("02 04 4B 65 6C 6D 60 80 0C 01 61 02 01 05 0C 01 62 01 01 FF 00 00"));
+
+    auto array = CSettingsArray::New();
+    array->AddObject(map);
+    array->AddObject(CSettingsKEString::New("k"));
+    array->AddObject(CSettingsArray::New());
+    EXPECT_EQ(NodeOf(array), Hex("62 80 60 80 0C 01 61 02 01 05 0C 01 62 01 01 FF 00 00 "
+                                 "63 01 6B 62 80 00 00 00 00"));
+    auto back = CSettingsObject::ReadFromASN1Binary(array->GetASN1Binary());
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->IsEqualTo(array));
+    EXPECT_EQ(back->GetTraceString(),
+              "array[0:map[a:integer[5], b:bool[true]], 1:kestring[k], 2:arra]]");
+}
+
+TEST(ASN1Coding, HeaderProblemsAreSilent)
+{
+    const char* archives[] = {"", "02 01 01 60 80 00 00", "0C 04 4B 65 6C 6D 60 80 00 00",
+                              "02 04 4B 65 6C 6E 60 80 00 00"};
+    for (const char* archive : archives)
+    {
+        EXPECT_EQ(FailingReadMessage(Hex(archive)), "") << archive;
+    }
+    std::string failure;
+    EXPECT_EQ(CSettingsObject::ReadFromASN1Binary(Hex("02 01 01"), failure), nullptr);
+    EXPECT_EQ(failure, "no settings archive header");
+}
+
+TEST(ASN1Coding, NullNodesCannotBeReadBackThroughTheDispatcher)
+{
+    const std::string expected = "ReadFromASN1Binary: unknown data type in archive\n";
+    EXPECT_EQ(FailingReadMessage(CSettingsNULL::New()->GetASN1Binary()), expected);
+    auto map = CSettingsMap::New();
+    map->SetKeyAndObject("n", nullptr);
+    EXPECT_EQ(FailingReadMessage(map->GetASN1Binary()), expected);
+    EXPECT_EQ(FailingReadMessage(WithHeader(Hex("62 80 30 00 00 00"))), expected);
+
+    // The class's own reader accepts 05 00 when called directly.
+    std::vector<uint8_t> node = Hex("05 00");
+    size_t pos = 0;
+    EXPECT_TRUE(CSettingsNULL::ReadFromASN1Node(node, pos));
+    EXPECT_EQ(pos, 2u);
+    pos = 0;
+    EXPECT_EQ(CSettingsBool::ReadFromASN1Node(node, pos), nullptr);
+}
+
+TEST(ASN1Coding, EveryTruncationFailsWithTheEndOfArchiveError)
+{
+    auto map = CSettingsMap::New();
+    map->SetKeyAndString("text", std::string(300, 't'));
+    map->SetKeyAndDouble("d", 3.5);
+    map->SetKeyAndBool("b", false);
+    auto list = CSettingsArray::New();
+    list->AddInteger(-77);
+    list->AddObject(CSettingsBytes::New({1, 2, 3}));
+    list->AddObject(CSettingsKEString::New("ke"));
+    map->SetKeyAndObject("list", list);
+    const std::vector<uint8_t> archive = map->GetASN1Binary();
+    ASSERT_TRUE(CSettingsObject::ReadFromASN1Binary(archive));
+    for (size_t size = kHeader.size(); size < archive.size(); ++size)
+    {
+        std::vector<uint8_t> cut(archive.begin(), archive.begin() + static_cast<long>(size));
+        EXPECT_EQ(FailingReadMessage(cut), "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n")
+            << "cut at " << size;
+    }
+    // Within the header itself.
+    EXPECT_EQ(FailingReadMessage(Hex("02 04 4B 65")),
+              "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n");
+    EXPECT_EQ(FailingReadMessage(Hex("02")),
+              "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n");
+}
+
+TEST(ASN1Coding, ClaimedLengthsBeyondTheArchiveThrow)
+{
+    const char* nodes[] = {
+        "0C 05 61 62",                   // string longer than what remains
+        "04 88 FF FF FF FF FF FF FF FF", // bytes claiming 2^64-1 octets
+        "63 84 7F FF FF FF 61",          // kestring with a long form
+        "02 84 10 00 00 00 01 02",       // integer of 2^28 octets (asserts, then runs out)
+        "41 03 01 02 03",                // double: eight octets read whatever the length
+        "01 01",                         // bool without its content octet
+        "0C FF",                         // long form claiming 127 length octets
+    };
+    for (const char* node : nodes)
+    {
+        std::vector<uint8_t> archive = Hex(node);
+        size_t pos = 0;
+        Capture(
+            [&] {
+                EXPECT_THROW(CSettingsObject::ReadFromASN1Node(archive, pos), std::out_of_range)
+                    << node;
+            });
+    }
+}
+
+TEST(ASN1Coding, InconsistentLengthsAssertAndReadOn)
+{
+    // A bool of length 2 reads one content octet and asserts.
+    std::shared_ptr<CSettingsObject> root;
+    SOutput output = Capture(
+        [&]
+        { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex("62 80 01 02 07 00 00"))); });
+    ASSERT_TRUE(root) << output.err;
+    EXPECT_NE(output.out.find("Common/ASN1Coding:"), std::string::npos);
+    EXPECT_NE(output.out.find("failed assertion: length == 1\n"), std::string::npos);
+    // The content octet 07 was consumed, so the array's 00 00 follows.
+    EXPECT_EQ(root->GetTraceString(), "array[0:bool[true]]");
+
+    // An integer of nine octets keeps the low 64 bits.
+    output = Capture(
+        [&]
+        {
+            root = CSettingsObject::ReadFromASN1Binary(
+                WithHeader(Hex("02 09 01 00 00 00 00 00 00 00 2A")));
+        });
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "integer[42]");
+    EXPECT_NE(output.out.find("failed assertion: byteLength_I <= 8\n"), std::string::npos);
+
+    // A double of length 4 still takes eight octets.
+    output = Capture(
+        [&] {
+            root = CSettingsObject::ReadFromASN1Binary(
+                WithHeader(Hex("41 04 3F F0 00 00 00 00 00 00")));
+        });
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "double[1.000000]");
+    EXPECT_NE(output.out.find("failed assertion: length == sizeof(double)\n"), std::string::npos);
+
+    std::vector<uint8_t> nullNode = Hex("05 01");
+    size_t pos = 0;
+    output = Capture([&] { EXPECT_TRUE(CSettingsNULL::ReadFromASN1Node(nullNode, pos)); });
+    EXPECT_NE(output.out.find("failed assertion: !length\n"), std::string::npos);
+}
+
+TEST(ASN1Coding, DefiniteContainerLengthsReturnEmptyContainers)
+{
+    // 60 00: empty map, no assertion, nothing after the length consumed.
+    std::vector<uint8_t> archive = Hex("60 00 FF");
+    size_t pos = 0;
+    SOutput output = Capture(
+        [&]
+        {
+            auto map = CSettingsMap::ReadFromASN1Node(archive, pos);
+            ASSERT_TRUE(map);
+            EXPECT_EQ(map->ObjectCount(), 0u);
+        });
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(pos, 2u);
+
+    // 60 03 asserts; the three octets are then read as what follows the map.
+    archive = WithHeader(Hex("62 80 60 03 0C 01 78 00 00"));
+    std::shared_ptr<CSettingsObject> root;
+    output = Capture([&] { root = CSettingsObject::ReadFromASN1Binary(archive); });
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "array[0:ma], 1:string[x]]");
+    EXPECT_NE(output.out.find("Common/Settings/CSettingsMap:"), std::string::npos);
+    EXPECT_NE(output.out.find(
+                  "failed assertion: (length == ASN1Coding::IndefiniteLength) || (length == 0)\n"),
+              std::string::npos);
+
+    output =
+        Capture([&] { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex("62 01 99"))); });
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "arra]");
+    EXPECT_NE(output.out.find("Common/Settings/CSettingsArray:"), std::string::npos);
+}
+
+TEST(ASN1Coding, MapReaderSkipsStrayOctetsAndLaterKeysWin)
+{
+    // 07 and 02 are skipped one octet at a time; the second "a" replaces the first.
+    auto archive = WithHeader(Hex("60 80 07 0C 01 61 02 01 01 02 0C 01 61 02 01 02 00 00 EE EE"));
+    auto root = CSettingsObject::ReadFromASN1Binary(archive);
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "map[a:integer[2]]");
+}
+
+TEST(ASN1Coding, EndOfContentsNeedsTwoZeroOctets)
+{
+    std::vector<uint8_t> archive = Hex("00 00 05 00 01");
+    size_t pos = 0;
+    EXPECT_TRUE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
+    EXPECT_EQ(pos, 2u);
+    EXPECT_FALSE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
+    EXPECT_EQ(pos, 2u);
+    pos = 3;
+    EXPECT_FALSE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
+    EXPECT_EQ(pos, 3u);
+    pos = 5;
+    EXPECT_THROW(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos),
+                 std::out_of_range);
+    std::vector<uint8_t> lone = Hex("00");
+    pos = 0;
+    EXPECT_THROW(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(lone, pos),
+                 std::out_of_range);
+}
+
+TEST(ASN1Coding, NestingIsBoundedAndDeepArchivesFailCleanly)
+{
+    const int limit = CSettingsNestingGuard::kMaxNestingDepth;
+    auto nested = [](int depth)
+    {
+        std::vector<uint8_t> archive = kHeader;
+        for (int i = 0; i < depth; ++i)
+        {
+            archive.insert(archive.end(), {0x62, 0x80});
+        }
+        for (int i = 0; i < depth; ++i)
+        {
+            archive.insert(archive.end(), {0x00, 0x00});
+        }
+        return archive;
+    };
+    EXPECT_TRUE(CSettingsObject::ReadFromASN1Binary(nested(limit)));
+    EXPECT_EQ(FailingReadMessage(nested(limit + 1)),
+              "ReadFromASN1Binary: settings archive nested too deeply\n");
+    // A few megabytes of unterminated maps inside a map.
+    std::vector<uint8_t> deep = kHeader;
+    for (int i = 0; i < 1000000; ++i)
+    {
+        deep.insert(deep.end(), {0x60, 0x80, 0x0C, 0x00});
+    }
+    EXPECT_EQ(FailingReadMessage(deep), "ReadFromASN1Binary: settings archive nested too deeply\n");
+    // The guard is released by a failed read: a legal tree reads afterwards.
+    EXPECT_TRUE(CSettingsObject::ReadFromASN1Binary(nested(limit)));
+}

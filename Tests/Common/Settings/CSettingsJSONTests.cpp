@@ -1,0 +1,259 @@
+#include "Common/Settings/CSettingsNestingGuard.h"
+#include "SettingsTestSupport.h"
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+using namespace SettingsTest;
+
+namespace
+{
+std::shared_ptr<CSettingsObject> Read(const std::string& text, SOutput* output = nullptr)
+{
+    std::shared_ptr<CSettingsObject> result;
+    SOutput captured = Capture([&] { result = CSettingsObject::ReadFromJSONBuffer(text); });
+    if (output)
+    {
+        *output = captured;
+    }
+    return result;
+}
+
+std::string Trace(const std::string& text)
+{
+    auto object = Read(text);
+    return object ? object->GetTraceString() : "(null)";
+}
+
+// A scratch file in the test's build directory, removed at the end of the test.
+class CScratchFile
+{
+public:
+    explicit CScratchFile(const std::string& name)
+        : mPath(std::filesystem::path(KEL_TEST_BINARY_DIR) / ("settings_json_" + name))
+    {
+        std::filesystem::remove(mPath);
+    }
+    ~CScratchFile() { std::filesystem::remove(mPath); }
+    std::string Path() const { return mPath.string(); }
+    void Write(const std::string& text) const { std::ofstream(mPath, std::ios::binary) << text; }
+    std::string Contents() const
+    {
+        std::ifstream in(mPath, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+
+private:
+    std::filesystem::path mPath;
+};
+} // namespace
+
+TEST(CSettingsJSON, WriterLayout)
+{
+    auto list = CSettingsArray::New();
+    list->AddBool(true);
+    auto map = CSettingsMap::New();
+    map->SetKeyAndInteger("a", 1);
+    map->SetKeyAndObject("b", list);
+    EXPECT_EQ(map->GetJSONString(), "{\n\t\"a\": 1,\n\t\"b\": [\n\t\ttrue\n\t]\n}");
+    EXPECT_EQ(map->CreateJSONNode(-1), "{\n\"a\": 1,\n\"b\": [\ntrue\n]\n}");
+
+    auto scalars = CSettingsArray::New();
+    scalars->AddDouble(2.5);
+    scalars->AddDouble(3);
+    scalars->AddObject(nullptr);
+    scalars->AddObject(CSettingsKEString::New("ke"));
+    scalars->AddString("say \"hi\"\\");
+    scalars->AddObject(CSettingsBytes::New({0, 1, 2}));
+    EXPECT_EQ(scalars->GetJSONString(), "[\n\t2.500000,\n\t3.000000,\n\tnull,\n\t\"ke\",\n"
+                                        "\t\"say \"hi\"\\\",\n\t{\"SbyteS\":\"AAEC\"}\n]");
+
+    // The cut of the last two characters takes the opening bracket of an empty container.
+    EXPECT_EQ(CSettingsMap::New()->GetJSONString(), "\n}");
+    EXPECT_EQ(CSettingsArray::New()->GetJSONString(), "\n]");
+    auto holder = CSettingsMap::New();
+    holder->SetKeyAndObject("e", CSettingsArray::New());
+    EXPECT_EQ(holder->GetJSONString(), "{\n\t\"e\": \n\t]\n}");
+
+    EXPECT_EQ(CSettingsInteger::New(1)->GetJSONString(), "");
+    EXPECT_EQ(CSettingsInteger::New(-7)->CreateJSONNode(3), "-7");
+}
+
+TEST(CSettingsJSON, ScalarsOfEveryKind)
+{
+    auto array = CSettingsArray::CastToArray(
+        Read("[1, 2.5, -3e2, true, null, \"x\", false, 7E1, -0]"), true);
+    ASSERT_TRUE(array);
+    EXPECT_EQ(array->GetTraceString(),
+              "array[0:integer[1], 1:double[2.500000], 2:double[-300.000000], 3:bool[true], "
+              "4:null[], 5:string[x], 6:bool[false], 7:double[70.000000], 8:integer[0]]");
+    // Words need no delimiter; numbers stop at the first character outside their run.
+    EXPECT_EQ(Trace("[truefalse,1-2]"), "array[0:bool[false], 1:integer[1]]");
+    SOutput output;
+    Read("[1-2]", &output);
+    EXPECT_EQ(output.err, "CSettingsInteger::StringToInteger: ERROR: bad integer: 1-2\n");
+    output = SOutput();
+    EXPECT_EQ(Read("[-]", &output)->GetTraceString(), "array[0:integer[0]]");
+    EXPECT_TRUE(output.err.find("StringToInteger: ") != std::string::npos);
+    EXPECT_EQ(Trace("[-.e]"), "array[0:double[0.000000]]");
+}
+
+TEST(CSettingsJSON, StringEscapes)
+{
+    EXPECT_EQ(Trace(R"(["a\"b\\c\/d"])"), "array[0:string[a\"b\\c/d]]");
+    EXPECT_EQ(Trace(R"(["\b\f\n\r\t"])"), "array[0:string[\b\f\n\r\t]]");
+    EXPECT_EQ(Trace(R"(["\u00e9\u20AC"])"), "array[0:string[\xC3\xA9\xE2\x82\xAC]]");
+    // Each \u stands alone: a surrogate pair gives two three-byte sequences.
+    EXPECT_EQ(Trace(R"(["\ud83d\ude00"])"), "array[0:string[\xED\xA0\xBD\xED\xB8\x80]]");
+    // Raw control characters and high bytes are copied unchanged.
+    EXPECT_EQ(Trace("[\"\x01\n\xFF\"]"), "array[0:string[\x01\n\xFF]]");
+    // A bad escape, a short \u or an unterminated string makes the container null.
+    EXPECT_EQ(Trace(R"(["\q"])"), "(null)");
+    EXPECT_EQ(Trace(R"({"k": ["\q"]})"), "(null)");
+    EXPECT_EQ(Trace(R"(["\u00g9"])"), "(null)");
+    EXPECT_EQ(Trace(R"(["\u00)"), "(null)");
+    EXPECT_EQ(Trace(R"(["abc)"), "(null)");
+    EXPECT_EQ(Trace("[\"abc\\"), "(null)");
+}
+
+TEST(CSettingsJSON, CommentsAndStrayCharacters)
+{
+    EXPECT_EQ(Trace("// a note\n{\"a\": 1}"), "map[a:integer[1]]");
+    EXPECT_EQ(Trace("{ // first\n\"a\" // key\n : // colon\n 1 // value\n , // comma\n}"),
+              "map[a:integer[1]]");
+    EXPECT_EQ(Trace("[1, // last\n]"), "array[0:integer[1]]");
+
+    SOutput output;
+    auto object = Read("#x{\"a\": 1}", &output);
+    ASSERT_TRUE(object);
+    std::regex line("Common/Settings/CSettingsObjectJSON:[0-9]+: failed assertion: "
+                    "isspace\\(buffer_I\\[pos\\]\\)\n");
+    EXPECT_EQ(std::distance(std::sregex_iterator(output.out.begin(), output.out.end(), line),
+                            std::sregex_iterator()),
+              2)
+        << output.out;
+
+    // Inside a value the dispatcher reports and skips as well.
+    object = Read("[ ; 5 ]", &output);
+    ASSERT_TRUE(object);
+    EXPECT_EQ(object->GetTraceString(), "array[0:integer[5]]");
+    EXPECT_NE(output.out.find("failed assertion: isspace(buffer_I[pos_IO])\n"), std::string::npos);
+
+    // A scalar document is null, after one line per stray character.
+    object = Read(" 12 ", &output);
+    EXPECT_EQ(object, nullptr);
+    EXPECT_EQ(std::count(output.out.begin(), output.out.end(), '\n'), 2);
+    EXPECT_EQ(Trace(""), "(null)");
+    EXPECT_EQ(Trace("// only a comment"), "(null)");
+}
+
+TEST(CSettingsJSON, ContainerRules)
+{
+    EXPECT_EQ(Trace("{}"), "ma]");
+    EXPECT_EQ(Trace("[]"), "arra]");
+    EXPECT_EQ(Trace("{\"b\": 1, \"a\": 2, \"b\": 3}"), "map[a:integer[2], b:integer[3]]");
+    EXPECT_EQ(Trace("{\"a\": 1,}"), "map[a:integer[1]]");
+    EXPECT_EQ(Trace("[1,,2]"), "array[0:integer[1], 1:integer[2]]");
+    // A pair or element not followed by ',' or the closing bracket is replaced by the next.
+    EXPECT_EQ(Trace("{\"a\": 1 \"b\": 2}"), "map[b:integer[2]]");
+    EXPECT_EQ(Trace("[1 2]"), "array[0:integer[2]]");
+    // Missing colon, non-string or empty key, missing value, end of text: null.
+    EXPECT_EQ(Trace("{\"a\" 1}"), "(null)");
+    EXPECT_EQ(Trace("{a: 1}"), "(null)");
+    EXPECT_EQ(Trace("{\"\": 1}"), "(null)");
+    EXPECT_EQ(Trace("{\"a\": }"), "(null)");
+    EXPECT_EQ(Trace("{\"a\": 1"), "(null)");
+    EXPECT_EQ(Trace("[1, 2"), "(null)");
+    EXPECT_EQ(Trace("[[1], {\"a\": [true]}]"),
+              "array[0:array[0:integer[1]], 1:map[a:array[0:bool[true]]]]");
+}
+
+TEST(CSettingsJSON, BytesObjectsUnwrapOnlyInsideContainers)
+{
+    EXPECT_EQ(Trace("[{\"SbyteS\":\"AAEC\"}]"), "array[0:bytes[AAEC]]");
+    EXPECT_EQ(Trace("{\"SbyteS\":\"AAEC\"}"), "map[SbyteS:bytes[AAEC]]");
+    size_t pos = 0;
+    auto bytes = CSettingsBytes::CastToBytes(
+        CSettingsObject::ReadFromJSONNode("{\"SbyteS\":\"AAEC\"}", pos));
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(bytes->GetValue(), (std::vector<uint8_t>{0, 1, 2}));
+    // Only the pair closed by '}' is converted, and only a string value.
+    EXPECT_EQ(Trace("[{\"SbyteS\":\"AAEC\",\"z\":1}]"),
+              "array[0:map[SbyteS:string[AAEC], z:integer[1]]]");
+    EXPECT_EQ(Trace("[{\"a\":1,\"SbyteS\":\"AAEC\"}]"),
+              "array[0:map[SbyteS:bytes[AAEC], a:integer[1]]]");
+    EXPECT_EQ(Trace("[{\"SbyteS\":5}]"), "array[0:map[SbyteS:integer[5]]]");
+    // Padding is not base64 here: the bytes are empty.
+    EXPECT_EQ(Trace("[{\"SbyteS\":\"AAE=\"}]"), "array[0:bytes[]]");
+    pos = 0;
+    EXPECT_TRUE(CSettingsBytes::ReadFromJSONNode("{\"SbyteS\":\"/w\"}", pos));
+    pos = 0;
+    EXPECT_FALSE(CSettingsBytes::ReadFromJSONNode("{\"a\":\"/w\"}", pos));
+}
+
+TEST(CSettingsJSON, DocumentedLossesOnTheWayBack)
+{
+    auto map = CSettingsMap::New();
+    map->SetKeyAndKEString("k", "text");
+    map->SetKeyAndDouble("d", 3);
+    map->SetKeyAndDouble("p", 0.1234567);
+    map->SetKeyAndString("q", "a\"b");
+    auto back = CSettingsMap::CastToMap(Read(map->GetJSONString()), true);
+    // The quote inside "q" ends the string early and breaks the document.
+    EXPECT_EQ(back, nullptr);
+    map->RemoveObjectForKey("q");
+    back = CSettingsMap::CastToMap(Read(map->GetJSONString()), true);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->TypeNameForKeyOrEmpty("k"), "string");
+    EXPECT_EQ(back->TypeNameForKeyOrEmpty("d"), "double");
+    EXPECT_EQ(back->DoubleForKeyWithDefault("d", 0), 3.0);
+    EXPECT_EQ(back->DoubleForKeyWithDefault("p", 0), 0.123457);
+}
+
+TEST(CSettingsJSON, FilesAreReadUpToEndOfTransmissionAndWrittenWithALineFeed)
+{
+    CScratchFile file("roundtrip.json");
+    auto map = CSettingsMap::New();
+    map->SetKeyAndString("name", "pen");
+    ASSERT_TRUE(map->SaveJSONToFile(file.Path()));
+    EXPECT_EQ(file.Contents(), "{\n\t\"name\": \"pen\"\n}\n");
+    auto back = CSettingsObject::ReadFromJSONFile(file.Path());
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->IsEqualTo(map));
+
+    file.Write("[1]\x04 garbage that is never read {");
+    EXPECT_EQ(CSettingsObject::ReadFromJSONFile(file.Path())->GetTraceString(),
+              "array[0:integer[1]]");
+
+    // A scalar is not saved and the file stays as it was.
+    EXPECT_FALSE(CSettingsInteger::New(1)->SaveJSONToFile(file.Path()));
+    EXPECT_EQ(file.Contents(), "[1]\x04 garbage that is never read {");
+
+    EXPECT_EQ(CSettingsObject::ReadFromJSONFile(file.Path() + ".absent"), nullptr);
+    EXPECT_FALSE(map->SaveJSONToFile(std::string(KEL_TEST_BINARY_DIR) + "/no/such/dir/x.json"));
+}
+
+TEST(CSettingsJSON, NestingIsBounded)
+{
+    const int limit = CSettingsNestingGuard::kMaxNestingDepth;
+    auto nested = [](int depth)
+    {
+        return std::string(static_cast<size_t>(depth), '[') +
+               std::string(static_cast<size_t>(depth), ']');
+    };
+    EXPECT_TRUE(Read(nested(limit)));
+    SOutput output;
+    EXPECT_EQ(Read(nested(limit + 1), &output), nullptr);
+    EXPECT_EQ(output.err,
+              "CSettingsArray::ReadFromJSONNode: containers nested deeper than 256 levels\n");
+    // Megabytes of openers, of both kinds.
+    std::string deep;
+    for (int i = 0; i < 500000; ++i)
+    {
+        deep += "{\"k\":[";
+    }
+    EXPECT_EQ(Read(deep, &output), nullptr);
+    EXPECT_NE(output.err.find("nested deeper than 256 levels"), std::string::npos);
+    EXPECT_TRUE(Read(nested(limit)));
+}
