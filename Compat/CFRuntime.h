@@ -54,6 +54,13 @@ const CFObject* Object(CFTypeRef cf, const char* function);
 // The UTF-8 form of a string (unpaired surrogates become U+FFFD); "" for NULL.
 std::string StringUTF8(CFStringRef string);
 
+// CFRetain with the reference's own type: `return Retained(source);`.
+template <typename T> T Retained(T ref)
+{
+    CFRetain(ref);
+    return ref;
+}
+
 // Bytes given to CFDataCreateWithBytesNoCopy are freed unless this says otherwise.
 bool AllocatorFreesBytes(CFAllocatorRef bytesDeallocator);
 } // namespace CFRuntime

@@ -1,0 +1,795 @@
+#include <CoreFoundation/CFRunLoop.h>
+
+#include "Compat/CFRunLoopPrivate.h"
+#include "Compat/CFRuntime.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using CFRunLoopPrivate::Clock;
+using CFRunLoopPrivate::IFdHandler;
+using CFRunLoopPrivate::SWatch;
+using CFRuntime::Fatal;
+
+const CFRunLoopMode kCFRunLoopDefaultMode = CFSTR("kCFRunLoopDefaultMode");
+const CFRunLoopMode kCFRunLoopCommonModes = CFSTR("kCFRunLoopCommonModes");
+
+namespace
+{
+// The name under which a source added to the common modes is recorded.
+const char* const kCommonModes = "kCFRunLoopCommonModes";
+const char* const kDefaultMode = "kCFRunLoopDefaultMode";
+} // namespace
+
+// Either a signalled source (version 0: a context whose perform runs after each signal) or
+// a descriptor-driven one (a handler). It remembers where it is scheduled so that
+// invalidation can take it out everywhere.
+struct __CFRunLoopSource : CFRuntime::CFObject
+{
+    __CFRunLoopSource() : CFObject(CFRuntime::eTypeIDRunLoopSource) {}
+    ~__CFRunLoopSource() override
+    {
+        if (mHasContext && mContext.release != nullptr)
+        {
+            mContext.release(mContext.info);
+        }
+    }
+
+    CFIndex mOrder = 0;
+    std::atomic<bool> mValid{true};
+    std::atomic<bool> mSignaled{false};
+    bool mHasContext = false;
+    CFRunLoopSourceContext mContext{};
+    std::shared_ptr<IFdHandler> mHandler; // guarded by mLock
+
+    std::mutex mLock;
+    std::vector<std::pair<CFRunLoopRef, std::string>> mScheduled; // guarded by mLock
+};
+
+struct __CFRunLoop : CFRuntime::CFObject
+{
+    __CFRunLoop() : CFObject(CFRuntime::eTypeIDRunLoop)
+    {
+        mWakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        if (mWakeFd < 0)
+        {
+            Fatal("CFRunLoopGetCurrent", "cannot create the wake-up descriptor");
+        }
+        mCommonModes.insert(kDefaultMode);
+    }
+    ~__CFRunLoop() override { close(mWakeFd); }
+
+    std::mutex mLock;
+    std::map<std::string, std::vector<CFRunLoopSourceRef>> mModes; // retained, by order
+    std::set<std::string> mCommonModes;
+    std::vector<CFRunLoopSourceRef> mCommonSources; // retained
+    std::vector<std::pair<std::shared_ptr<IFdHandler>, int>> mWatchers;
+
+    int mWakeFd = -1;
+    std::atomic<bool> mStopped{false};
+    std::atomic<bool> mWaiting{false};
+    std::vector<std::string> mModeStack; // the running modes; only touched by the own thread
+};
+
+namespace
+{
+__CFRunLoop* Loop(CFRunLoopRef rl, const char* function)
+{
+    CFRuntime::Object(rl, function);
+    if (rl->mTypeID != CFRuntime::eTypeIDRunLoop)
+    {
+        Fatal(function, "not a CFRunLoop");
+    }
+    return rl;
+}
+
+__CFRunLoopSource* Source(CFRunLoopSourceRef source, const char* function)
+{
+    CFRuntime::Object(source, function);
+    if (source->mTypeID != CFRuntime::eTypeIDRunLoopSource)
+    {
+        Fatal(function, "not a CFRunLoopSource");
+    }
+    return source;
+}
+
+bool IsMainThread()
+{
+    return syscall(SYS_gettid) == getpid();
+}
+
+std::mutex gMainLock;
+CFRunLoopRef gMain = nullptr;
+
+CFRunLoopRef MainLoop()
+{
+    std::lock_guard<std::mutex> guard(gMainLock);
+    if (gMain == nullptr)
+    {
+        gMain = new __CFRunLoop;
+        gMain->mImmortal = true;
+    }
+    return gMain;
+}
+
+void RemoveFromVector(std::vector<CFRunLoopSourceRef>& sources, CFRunLoopSourceRef source,
+                      std::vector<CFRunLoopSourceRef>& released)
+{
+    auto found = std::find(sources.begin(), sources.end(), source);
+    if (found != sources.end())
+    {
+        sources.erase(found);
+        released.push_back(source);
+    }
+}
+
+void InsertByOrder(std::vector<CFRunLoopSourceRef>& sources, CFRunLoopSourceRef source)
+{
+    if (std::find(sources.begin(), sources.end(), source) != sources.end())
+    {
+        return;
+    }
+    auto position = std::upper_bound(sources.begin(), sources.end(), source,
+                                     [](CFRunLoopSourceRef a, CFRunLoopSourceRef b)
+                                     { return a->mOrder < b->mOrder; });
+    sources.insert(position, CFRuntime::Retained(source));
+}
+
+// Tears down a thread's loop when the thread ends: its sources are taken out (they may
+// outlive it) and it is released.
+struct SThreadLoop
+{
+    CFRunLoopRef mLoop = nullptr;
+    ~SThreadLoop()
+    {
+        if (mLoop == nullptr)
+        {
+            return;
+        }
+        std::set<CFRunLoopSourceRef> sources;
+        {
+            std::lock_guard<std::mutex> guard(mLoop->mLock);
+            for (const auto& [name, list] : mLoop->mModes)
+            {
+                sources.insert(list.begin(), list.end());
+            }
+            sources.insert(mLoop->mCommonSources.begin(), mLoop->mCommonSources.end());
+        }
+        for (CFRunLoopSourceRef source : sources)
+        {
+            std::lock_guard<std::mutex> guard(source->mLock);
+            auto& scheduled = source->mScheduled;
+            scheduled.erase(std::remove_if(scheduled.begin(), scheduled.end(),
+                                           [this](const auto& entry)
+                                           { return entry.first == mLoop; }),
+                            scheduled.end());
+        }
+        {
+            std::lock_guard<std::mutex> guard(mLoop->mLock);
+            for (auto& [name, list] : mLoop->mModes)
+            {
+                for (CFRunLoopSourceRef source : list)
+                {
+                    CFRelease(source);
+                }
+            }
+            for (CFRunLoopSourceRef source : mLoop->mCommonSources)
+            {
+                CFRelease(source);
+            }
+            mLoop->mModes.clear();
+            mLoop->mCommonSources.clear();
+            mLoop->mWatchers.clear();
+        }
+        CFRelease(mLoop);
+    }
+};
+
+thread_local SThreadLoop tThreadLoop;
+
+void CallSchedule(CFRunLoopSourceRef source, CFRunLoopRef rl, const std::string& mode)
+{
+    if (source->mHasContext && source->mContext.schedule != nullptr)
+    {
+        CFStringRef name = CFStringCreateWithCString(nullptr, mode.c_str(), kCFStringEncodingUTF8);
+        source->mContext.schedule(source->mContext.info, rl, name);
+        CFRelease(name);
+    }
+}
+
+void CallCancel(CFRunLoopSourceRef source, CFRunLoopRef rl, const std::string& mode)
+{
+    if (source->mHasContext && source->mContext.cancel != nullptr)
+    {
+        CFStringRef name = CFStringCreateWithCString(nullptr, mode.c_str(), kCFStringEncodingUTF8);
+        source->mContext.cancel(source->mContext.info, rl, name);
+        CFRelease(name);
+    }
+}
+
+// The sources of a mode, retained for the caller, in order.
+std::vector<CFRunLoopSourceRef> SnapshotSources(__CFRunLoop* rl, const std::string& mode)
+{
+    std::lock_guard<std::mutex> guard(rl->mLock);
+    std::vector<CFRunLoopSourceRef> sources;
+    auto found = rl->mModes.find(mode);
+    if (found != rl->mModes.end())
+    {
+        for (CFRunLoopSourceRef source : found->second)
+        {
+            sources.push_back(CFRuntime::Retained(source));
+        }
+    }
+    return sources;
+}
+
+void ReleaseAll(std::vector<CFRunLoopSourceRef>& sources)
+{
+    for (CFRunLoopSourceRef source : sources)
+    {
+        CFRelease(source);
+    }
+    sources.clear();
+}
+
+bool ModeHasSource(__CFRunLoop* rl, const std::string& mode, CFRunLoopSourceRef source)
+{
+    std::lock_guard<std::mutex> guard(rl->mLock);
+    auto found = rl->mModes.find(mode);
+    return found != rl->mModes.end() &&
+           std::find(found->second.begin(), found->second.end(), source) != found->second.end();
+}
+
+bool ModeIsEmpty(__CFRunLoop* rl, const std::string& mode)
+{
+    std::lock_guard<std::mutex> guard(rl->mLock);
+    auto found = rl->mModes.find(mode);
+    return found == rl->mModes.end() || found->second.empty();
+}
+
+// Runs the perform call-back of every signalled source of the mode, in order.
+bool PerformSignaled(__CFRunLoop* rl, const std::string& mode)
+{
+    std::vector<CFRunLoopSourceRef> sources = SnapshotSources(rl, mode);
+    bool handled = false;
+    for (CFRunLoopSourceRef source : sources)
+    {
+        if (!source->mHasContext || !source->mValid.load())
+        {
+            continue;
+        }
+        if (source->mSignaled.exchange(false))
+        {
+            if (source->mContext.perform != nullptr)
+            {
+                source->mContext.perform(source->mContext.info);
+            }
+            handled = true;
+        }
+    }
+    ReleaseAll(sources);
+    return handled;
+}
+
+int PollTimeout(Clock::time_point deadline, bool immediate)
+{
+    if (immediate)
+    {
+        return 0;
+    }
+    if (deadline == Clock::time_point::max())
+    {
+        return -1;
+    }
+    const auto remaining = deadline - Clock::now();
+    if (remaining <= Clock::duration::zero())
+    {
+        return 0;
+    }
+    const auto ms = std::chrono::ceil<std::chrono::milliseconds>(remaining).count();
+    return ms > INT_MAX ? INT_MAX : static_cast<int>(ms);
+}
+
+// One pass: waits in poll() for the sources of the mode and the watchers, then dispatches
+// what is ready, watchers first. Returns whether a source (not a watcher) was handled.
+bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline)
+{
+    std::vector<CFRunLoopSourceRef> sources = SnapshotSources(rl, mode);
+    std::vector<std::shared_ptr<IFdHandler>> watchers;
+    {
+        std::lock_guard<std::mutex> guard(rl->mLock);
+        for (const auto& entry : rl->mWatchers)
+        {
+            watchers.push_back(entry.first);
+        }
+    }
+
+    struct SOwner
+    {
+        IFdHandler* handler;
+        CFRunLoopSourceRef source; // NULL for a watcher
+        std::shared_ptr<IFdHandler> keep;
+        bool ready;
+    };
+    std::vector<pollfd> fds{{rl->mWakeFd, POLLIN, 0}};
+    std::vector<SOwner> owners{{nullptr, nullptr, nullptr, false}};
+    bool immediate = false;
+    std::vector<SWatch> watches;
+    auto collect = [&](const std::shared_ptr<IFdHandler>& handler, CFRunLoopSourceRef source)
+    {
+        watches.clear();
+        handler->CollectWatches(watches);
+        for (const SWatch& watch : watches)
+        {
+            fds.push_back({watch.fd, watch.events, 0});
+            owners.push_back({handler.get(), source, handler, watch.ready});
+            immediate = immediate || watch.ready;
+        }
+    };
+    for (const auto& watcher : watchers)
+    {
+        collect(watcher, nullptr);
+    }
+    for (CFRunLoopSourceRef source : sources)
+    {
+        if (!source->mValid.load())
+        {
+            continue;
+        }
+        if (source->mHasContext)
+        {
+            immediate = immediate || source->mSignaled.load();
+            continue;
+        }
+        std::shared_ptr<IFdHandler> handler;
+        {
+            std::lock_guard<std::mutex> guard(source->mLock);
+            handler = source->mHandler;
+        }
+        if (handler)
+        {
+            collect(handler, source);
+        }
+    }
+
+    rl->mWaiting.store(true);
+    const int count = poll(fds.data(), fds.size(), PollTimeout(deadline, immediate));
+    rl->mWaiting.store(false);
+    if (count < 0)
+    {
+        // EINTR: a signal arrived; the caller's loop looks at its state again.
+        for (auto& fd : fds)
+        {
+            fd.revents = 0;
+        }
+    }
+    if ((fds[0].revents & POLLIN) != 0)
+    {
+        eventfd_t value;
+        eventfd_read(rl->mWakeFd, &value);
+    }
+
+    bool handled = false;
+    for (size_t i = 1; i < fds.size(); ++i)
+    {
+        const SOwner& owner = owners[i];
+        if (fds[i].revents == 0 && !owner.ready)
+        {
+            continue;
+        }
+        if (owner.source != nullptr)
+        {
+            // An earlier call-back may have removed or invalidated it.
+            if (!owner.source->mValid.load() || !ModeHasSource(rl, mode, owner.source))
+            {
+                continue;
+            }
+            handled = true;
+        }
+        owner.handler->Handle(fds[i].fd, fds[i].revents);
+    }
+    ReleaseAll(sources);
+    return handled;
+}
+
+struct SModeScope
+{
+    SModeScope(__CFRunLoop* rl, const std::string& mode) : mLoop(rl)
+    {
+        mLoop->mModeStack.push_back(mode);
+    }
+    ~SModeScope() { mLoop->mModeStack.pop_back(); }
+    __CFRunLoop* mLoop;
+};
+
+CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline,
+                               bool returnAfterSourceHandled)
+{
+    SModeScope scope(rl, mode);
+    for (;;)
+    {
+        if (rl->mStopped.exchange(false))
+        {
+            return kCFRunLoopRunStopped;
+        }
+        if (ModeIsEmpty(rl, mode))
+        {
+            return kCFRunLoopRunFinished;
+        }
+        bool handled = PerformSignaled(rl, mode);
+        if (!(handled && returnAfterSourceHandled))
+        {
+            if (rl->mStopped.exchange(false))
+            {
+                return kCFRunLoopRunStopped;
+            }
+            handled = WaitAndDispatch(rl, mode, deadline) || handled;
+        }
+        if (handled && returnAfterSourceHandled)
+        {
+            return kCFRunLoopRunHandledSource;
+        }
+        if (rl->mStopped.exchange(false))
+        {
+            return kCFRunLoopRunStopped;
+        }
+        if (Clock::now() >= deadline)
+        {
+            return kCFRunLoopRunTimedOut;
+        }
+    }
+}
+} // namespace
+
+namespace CFRunLoopPrivate
+{
+Clock::time_point DeadlineAfter(CFTimeInterval seconds)
+{
+    // Beyond about thirty years a time-out means "never".
+    if (std::isnan(seconds) || seconds > 1.0e9)
+    {
+        return Clock::time_point::max();
+    }
+    if (seconds <= 0)
+    {
+        return Clock::now();
+    }
+    return Clock::now() +
+           std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+CFRunLoopSourceRef CreateFdSource(CFIndex order, std::shared_ptr<IFdHandler> handler)
+{
+    auto* source = new __CFRunLoopSource;
+    source->mOrder = order;
+    source->mHandler = std::move(handler);
+    return source;
+}
+
+void AddWatcher(CFRunLoopRef rl, const std::shared_ptr<IFdHandler>& handler)
+{
+    __CFRunLoop* loop = Loop(rl, "AddWatcher");
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        for (auto& entry : loop->mWatchers)
+        {
+            if (entry.first == handler)
+            {
+                ++entry.second;
+                return;
+            }
+        }
+        loop->mWatchers.emplace_back(handler, 1);
+    }
+    CFRunLoopWakeUp(rl);
+}
+
+void RemoveWatcher(CFRunLoopRef rl, const IFdHandler* handler)
+{
+    __CFRunLoop* loop = Loop(rl, "RemoveWatcher");
+    std::shared_ptr<IFdHandler> last; // destroyed outside the lock
+    std::lock_guard<std::mutex> guard(loop->mLock);
+    for (auto entry = loop->mWatchers.begin(); entry != loop->mWatchers.end(); ++entry)
+    {
+        if (entry->first.get() == handler)
+        {
+            if (--entry->second == 0)
+            {
+                last = std::move(entry->first);
+                loop->mWatchers.erase(entry);
+            }
+            return;
+        }
+    }
+}
+
+void RunUntil(CFRunLoopMode mode, Clock::time_point deadline, const std::function<bool()>& done)
+{
+    __CFRunLoop* rl = CFRunLoopGetCurrent();
+    const std::string name = CFRuntime::StringUTF8(mode);
+    SModeScope scope(rl, name);
+    while (!done())
+    {
+        PerformSignaled(rl, name);
+        if (done())
+        {
+            return;
+        }
+        WaitAndDispatch(rl, name, deadline);
+        if (Clock::now() >= deadline)
+        {
+            return;
+        }
+    }
+}
+} // namespace CFRunLoopPrivate
+
+CFTypeID CFRunLoopGetTypeID(void)
+{
+    return CFRuntime::eTypeIDRunLoop;
+}
+
+CFRunLoopRef CFRunLoopGetMain(void)
+{
+    return MainLoop();
+}
+
+CFRunLoopRef CFRunLoopGetCurrent(void)
+{
+    if (tThreadLoop.mLoop == nullptr)
+    {
+        tThreadLoop.mLoop =
+            IsMainThread() ? MainLoop() : new __CFRunLoop; // the main loop is immortal
+    }
+    return tThreadLoop.mLoop;
+}
+
+void CFRunLoopRun(void)
+{
+    __CFRunLoop* rl = CFRunLoopGetCurrent();
+    for (;;)
+    {
+        const CFRunLoopRunResult result =
+            RunSpecific(rl, kDefaultMode, Clock::time_point::max(), false);
+        if (result == kCFRunLoopRunStopped || result == kCFRunLoopRunFinished)
+        {
+            return;
+        }
+    }
+}
+
+CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds,
+                                      Boolean returnAfterSourceHandled)
+{
+    CFRuntime::Object(mode, "CFRunLoopRunInMode");
+    return RunSpecific(CFRunLoopGetCurrent(), CFRuntime::StringUTF8(mode),
+                       CFRunLoopPrivate::DeadlineAfter(seconds), returnAfterSourceHandled);
+}
+
+void CFRunLoopStop(CFRunLoopRef rl)
+{
+    Loop(rl, "CFRunLoopStop")->mStopped.store(true);
+    CFRunLoopWakeUp(rl);
+}
+
+void CFRunLoopWakeUp(CFRunLoopRef rl)
+{
+    eventfd_write(Loop(rl, "CFRunLoopWakeUp")->mWakeFd, 1);
+}
+
+Boolean CFRunLoopIsWaiting(CFRunLoopRef rl)
+{
+    return Loop(rl, "CFRunLoopIsWaiting")->mWaiting.load();
+}
+
+CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopCopyCurrentMode");
+    if (loop->mModeStack.empty())
+    {
+        return nullptr;
+    }
+    return CFStringCreateWithCString(nullptr, loop->mModeStack.back().c_str(),
+                                     kCFStringEncodingUTF8);
+}
+
+void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopAddCommonMode");
+    const std::string name = CFRuntime::StringUTF8(mode);
+    std::vector<CFRunLoopSourceRef> added;
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        if (!loop->mCommonModes.insert(name).second)
+        {
+            return;
+        }
+        for (CFRunLoopSourceRef source : loop->mCommonSources)
+        {
+            InsertByOrder(loop->mModes[name], source);
+            added.push_back(source);
+        }
+    }
+    for (CFRunLoopSourceRef source : added)
+    {
+        CallSchedule(source, rl, name);
+    }
+}
+
+void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopAddSource");
+    __CFRunLoopSource* item = Source(source, "CFRunLoopAddSource");
+    if (!item->mValid.load())
+    {
+        return;
+    }
+    const std::string name = CFRuntime::StringUTF8(mode);
+    std::vector<std::string> modes;
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        if (name == kCommonModes)
+        {
+            if (std::find(loop->mCommonSources.begin(), loop->mCommonSources.end(), source) !=
+                loop->mCommonSources.end())
+            {
+                return;
+            }
+            loop->mCommonSources.push_back(CFRuntime::Retained(source));
+            modes.assign(loop->mCommonModes.begin(), loop->mCommonModes.end());
+        }
+        else
+        {
+            modes.push_back(name);
+        }
+        for (const std::string& each : modes)
+        {
+            InsertByOrder(loop->mModes[each], source);
+        }
+    }
+    {
+        std::lock_guard<std::mutex> guard(item->mLock);
+        item->mScheduled.emplace_back(rl, name);
+    }
+    for (const std::string& each : modes)
+    {
+        CallSchedule(source, rl, each);
+    }
+    CFRunLoopWakeUp(rl);
+}
+
+void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopRemoveSource");
+    __CFRunLoopSource* item = Source(source, "CFRunLoopRemoveSource");
+    const std::string name = CFRuntime::StringUTF8(mode);
+    std::vector<CFRunLoopSourceRef> released;
+    std::vector<std::string> modes;
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        if (name == kCommonModes)
+        {
+            RemoveFromVector(loop->mCommonSources, source, released);
+            if (released.empty())
+            {
+                return;
+            }
+            modes.assign(loop->mCommonModes.begin(), loop->mCommonModes.end());
+        }
+        else
+        {
+            modes.push_back(name);
+        }
+        for (const std::string& each : modes)
+        {
+            auto found = loop->mModes.find(each);
+            if (found != loop->mModes.end())
+            {
+                RemoveFromVector(found->second, source, released);
+            }
+        }
+    }
+    {
+        std::lock_guard<std::mutex> guard(item->mLock);
+        auto& scheduled = item->mScheduled;
+        auto found = std::find(scheduled.begin(), scheduled.end(), std::make_pair(rl, name));
+        if (found != scheduled.end())
+        {
+            scheduled.erase(found);
+        }
+    }
+    for (const std::string& each : modes)
+    {
+        CallCancel(source, rl, each);
+    }
+    ReleaseAll(released);
+}
+
+Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopContainsSource");
+    const std::string name = CFRuntime::StringUTF8(mode);
+    if (name == kCommonModes)
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        return std::find(loop->mCommonSources.begin(), loop->mCommonSources.end(), source) !=
+               loop->mCommonSources.end();
+    }
+    return ModeHasSource(loop, name, source);
+}
+
+CFTypeID CFRunLoopSourceGetTypeID(void)
+{
+    return CFRuntime::eTypeIDRunLoopSource;
+}
+
+CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order,
+                                         CFRunLoopSourceContext* context)
+{
+    if (context == nullptr || context->version != 0)
+    {
+        return nullptr;
+    }
+    auto* source = new __CFRunLoopSource;
+    source->mOrder = order;
+    source->mHasContext = true;
+    source->mContext = *context;
+    if (context->retain != nullptr)
+    {
+        source->mContext.info = const_cast<void*>(context->retain(context->info));
+    }
+    return source;
+}
+
+CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source)
+{
+    return Source(source, "CFRunLoopSourceGetOrder")->mOrder;
+}
+
+void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
+{
+    Source(source, "CFRunLoopSourceSignal")->mSignaled.store(true);
+}
+
+void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
+{
+    __CFRunLoopSource* item = Source(source, "CFRunLoopSourceInvalidate");
+    if (!item->mValid.exchange(false))
+    {
+        return;
+    }
+    CFRetain(source); // removal may drop the last reference held by the loops
+    std::vector<std::pair<CFRunLoopRef, std::string>> scheduled;
+    std::shared_ptr<IFdHandler> handler;
+    {
+        std::lock_guard<std::mutex> guard(item->mLock);
+        scheduled = item->mScheduled;
+        handler = std::move(item->mHandler);
+    }
+    for (const auto& [rl, mode] : scheduled)
+    {
+        CFStringRef name = CFStringCreateWithCString(nullptr, mode.c_str(), kCFStringEncodingUTF8);
+        CFRunLoopRemoveSource(rl, source, name);
+        CFRelease(name);
+    }
+    handler.reset();
+    CFRelease(source);
+}
+
+Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source)
+{
+    return Source(source, "CFRunLoopSourceIsValid")->mValid.load();
+}

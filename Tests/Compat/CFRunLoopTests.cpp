@@ -1,0 +1,350 @@
+#include <CoreFoundation/CoreFoundation.h>
+#include <KelSignalRunLoopSource.h>
+
+#include "Compat/CFRunLoopPrivate.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace
+{
+using Clock = std::chrono::steady_clock;
+
+// A signalled source whose perform runs a test's function.
+struct SPerformSource
+{
+    explicit SPerformSource(std::function<void()> action = {}, CFIndex order = 0)
+        : mAction(std::move(action))
+    {
+        CFRunLoopSourceContext context = {};
+        context.info = this;
+        context.perform = [](void* info)
+        {
+            auto* self = static_cast<SPerformSource*>(info);
+            ++self->mCount;
+            if (self->mAction)
+            {
+                self->mAction();
+            }
+        };
+        mSource = CFRunLoopSourceCreate(nullptr, order, &context);
+    }
+    ~SPerformSource()
+    {
+        CFRunLoopSourceInvalidate(mSource);
+        CFRelease(mSource);
+    }
+    void Signal() { CFRunLoopSourceSignal(mSource); }
+
+    std::function<void()> mAction;
+    CFRunLoopSourceRef mSource;
+    int mCount = 0;
+};
+
+double CpuSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+TEST(CFRunLoopTests, RunResultsFinishedTimedOutHandledAndStopped)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    EXPECT_EQ(CFRunLoopGetCurrent(), rl);
+    EXPECT_EQ(CFRunLoopGetMain(), rl); // gtest runs on the main thread
+    EXPECT_EQ(CFRunLoopRunInMode(CFSTR("NothingHere"), 5.0, false), kCFRunLoopRunFinished);
+
+    SPerformSource source;
+    CFRunLoopAddSource(rl, source.mSource, kCFRunLoopDefaultMode);
+    // Waiting with nothing to do sleeps: the time passes, the processor is not used.
+    const double cpuBefore = CpuSeconds();
+    const auto start = Clock::now();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.3, false), kCFRunLoopRunTimedOut);
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(300));
+    EXPECT_LT(CpuSeconds() - cpuBefore, 0.1);
+    EXPECT_EQ(source.mCount, 0);
+
+    source.Signal();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
+    EXPECT_EQ(source.mCount, 1);
+
+    // A stop made by a call-back ends the run that called it.
+    source.mAction = [rl] { CFRunLoopStop(rl); };
+    source.Signal();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, false), kCFRunLoopRunStopped);
+    EXPECT_EQ(source.mCount, 2);
+    // Without returnAfterSourceHandled a handled source keeps the loop running.
+    source.mAction = {};
+    source.Signal();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false), kCFRunLoopRunTimedOut);
+    EXPECT_EQ(source.mCount, 3);
+    CFRunLoopRemoveSource(rl, source.mSource, kCFRunLoopDefaultMode);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, false), kCFRunLoopRunFinished);
+}
+
+TEST(CFRunLoopTests, StopAndWakeUpWorkFromAnotherThread)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    SPerformSource source;
+    CFRunLoopAddSource(rl, source.mSource, kCFRunLoopDefaultMode);
+
+    CFRunLoopRef seenFromThread = nullptr;
+    std::thread stopper(
+        [&]
+        {
+            seenFromThread = CFRunLoopGetMain();
+            EXPECT_NE(CFRunLoopGetCurrent(), seenFromThread); // the thread has its own
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            CFRunLoopStop(seenFromThread);
+        });
+    const auto start = Clock::now();
+    CFRunLoopRun();
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
+    stopper.join();
+    EXPECT_EQ(seenFromThread, rl);
+
+    // A signal from another thread runs once the loop is woken.
+    std::thread signaller(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            source.Signal();
+            CFRunLoopWakeUp(rl);
+        });
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
+    signaller.join();
+    EXPECT_EQ(source.mCount, 1);
+    CFRunLoopRemoveSource(rl, source.mSource, kCFRunLoopDefaultMode);
+}
+
+TEST(CFRunLoopTests, SourcesRunOnlyInTheirModes)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFStringRef privateMode = CFSTR("TestPrivateMode");
+    CFStringRef commonLater = CFSTR("TestCommonLater");
+    SPerformSource named;
+    SPerformSource common;
+    CFRunLoopAddSource(rl, named.mSource, privateMode);
+    CFRunLoopAddSource(rl, common.mSource, kCFRunLoopCommonModes);
+    EXPECT_TRUE(CFRunLoopContainsSource(rl, named.mSource, privateMode));
+    EXPECT_FALSE(CFRunLoopContainsSource(rl, named.mSource, kCFRunLoopDefaultMode));
+    EXPECT_TRUE(CFRunLoopContainsSource(rl, common.mSource, kCFRunLoopCommonModes));
+    EXPECT_TRUE(CFRunLoopContainsSource(rl, common.mSource, kCFRunLoopDefaultMode));
+
+    named.Signal();
+    common.Signal();
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
+    EXPECT_EQ(named.mCount, 0);
+    EXPECT_EQ(common.mCount, 1);
+    CFRunLoopRunInMode(privateMode, 0.02, false);
+    EXPECT_EQ(named.mCount, 1);
+
+    // A mode made common later receives the common sources.
+    CFRunLoopAddSource(rl, named.mSource, commonLater); // keeps the mode from being empty
+    common.Signal();
+    CFRunLoopRunInMode(commonLater, 0.02, false);
+    EXPECT_EQ(common.mCount, 1);
+    CFRunLoopAddCommonMode(rl, commonLater);
+    CFRunLoopRunInMode(commonLater, 0.02, false);
+    EXPECT_EQ(common.mCount, 2);
+
+    // Removing from the common modes leaves a mode the source was added to by name.
+    CFRunLoopAddSource(rl, common.mSource, privateMode);
+    CFRunLoopRemoveSource(rl, common.mSource, kCFRunLoopCommonModes);
+    EXPECT_FALSE(CFRunLoopContainsSource(rl, common.mSource, kCFRunLoopDefaultMode));
+    EXPECT_TRUE(CFRunLoopContainsSource(rl, common.mSource, privateMode));
+    common.Signal();
+    CFRunLoopRunInMode(privateMode, 0.02, false);
+    EXPECT_EQ(common.mCount, 3);
+
+    CFRunLoopRemoveSource(rl, common.mSource, privateMode);
+    CFRunLoopRemoveSource(rl, named.mSource, privateMode);
+    CFRunLoopRemoveSource(rl, named.mSource, commonLater);
+}
+
+TEST(CFRunLoopTests, CallBacksMayRunTheLoopAgainInAnotherMode)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFStringRef innerMode = CFSTR("TestInnerMode");
+    SPerformSource inner;
+    std::vector<std::string> modesSeen;
+    auto currentMode = [rl]
+    {
+        CFStringRef mode = CFRunLoopCopyCurrentMode(rl);
+        char name[64] = "";
+        if (mode != nullptr)
+        {
+            CFStringGetCString(mode, name, sizeof name, kCFStringEncodingUTF8);
+            CFRelease(mode);
+        }
+        return std::string(name);
+    };
+    inner.mAction = [&] { modesSeen.push_back(currentMode()); };
+    SPerformSource outer(
+        [&]
+        {
+            inner.Signal();
+            EXPECT_EQ(CFRunLoopRunInMode(innerMode, 5.0, true), kCFRunLoopRunHandledSource);
+            modesSeen.push_back(currentMode());
+        });
+    CFRunLoopAddSource(rl, inner.mSource, innerMode);
+    CFRunLoopAddSource(rl, outer.mSource, kCFRunLoopDefaultMode);
+    outer.Signal();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
+    EXPECT_EQ(modesSeen, (std::vector<std::string>{"TestInnerMode", "kCFRunLoopDefaultMode"}));
+    EXPECT_EQ(currentMode(), "");
+    CFRunLoopRemoveSource(rl, inner.mSource, innerMode);
+    CFRunLoopRemoveSource(rl, outer.mSource, kCFRunLoopDefaultMode);
+}
+
+TEST(CFRunLoopTests, InvalidationTakesASourceOutEverywhereAndReleasesItsInfo)
+{
+    static int released = 0;
+    released = 0;
+    int performed = 0;
+    CFRunLoopSourceContext context = {};
+    context.info = &performed;
+    context.release = [](const void*) { ++released; };
+    context.perform = [](void* info) { ++*static_cast<int*>(info); };
+    CFRunLoopSourceRef source = CFRunLoopSourceCreate(nullptr, 0, &context);
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFRunLoopAddSource(rl, source, kCFRunLoopCommonModes);
+    CFRunLoopAddSource(rl, source, CFSTR("TestOtherMode"));
+    EXPECT_GT(CFGetRetainCount(source), 1); // the loop holds it
+
+    CFRunLoopSourceSignal(source);
+    CFRunLoopSourceInvalidate(source);
+    EXPECT_FALSE(CFRunLoopSourceIsValid(source));
+    EXPECT_FALSE(CFRunLoopContainsSource(rl, source, kCFRunLoopDefaultMode));
+    EXPECT_FALSE(CFRunLoopContainsSource(rl, source, CFSTR("TestOtherMode")));
+    EXPECT_EQ(CFGetRetainCount(source), 1);
+    CFRunLoopAddSource(rl, source, kCFRunLoopDefaultMode); // ignored: it is invalid
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false), kCFRunLoopRunFinished);
+    EXPECT_EQ(performed, 0);
+    EXPECT_EQ(released, 0);
+    CFRelease(source);
+    EXPECT_EQ(released, 1);
+}
+
+TEST(CFRunLoopTests, FileDescriptorCallBacksAreOneShot)
+{
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    int calls = 0;
+    CFFileDescriptorContext context = {0, &calls, nullptr, nullptr, nullptr};
+    CFFileDescriptorRef descriptor = CFFileDescriptorCreate(
+        nullptr, fds[0], true,
+        [](CFFileDescriptorRef, CFOptionFlags types, void* info)
+        {
+            EXPECT_EQ(types, kCFFileDescriptorReadCallBack);
+            ++*static_cast<int*>(info);
+        },
+        &context);
+    EXPECT_EQ(CFFileDescriptorGetNativeDescriptor(descriptor), fds[0]);
+    CFRunLoopSourceRef source = CFFileDescriptorCreateRunLoopSource(nullptr, descriptor, 0);
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFRunLoopAddSource(rl, source, kCFRunLoopDefaultMode);
+    CFFileDescriptorEnableCallBacks(descriptor, kCFFileDescriptorReadCallBack);
+
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, true), kCFRunLoopRunTimedOut);
+    ASSERT_EQ(write(fds[1], "x", 1), 1);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
+    EXPECT_EQ(calls, 1);
+    // The byte is still unread, but the call-back is disabled until enabled again.
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, true), kCFRunLoopRunTimedOut);
+    EXPECT_EQ(calls, 1);
+    CFFileDescriptorEnableCallBacks(descriptor, kCFFileDescriptorReadCallBack);
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
+    EXPECT_EQ(calls, 2);
+
+    CFFileDescriptorInvalidate(descriptor);
+    EXPECT_FALSE(CFRunLoopSourceIsValid(source));
+    EXPECT_EQ(fcntl(fds[0], F_GETFD), -1); // closed on invalidation
+    CFRelease(source);
+    CFRelease(descriptor);
+    close(fds[1]);
+}
+
+TEST(CFRunLoopTests, SignalsBecomeRunLoopWork)
+{
+    struct SSeen
+    {
+        std::vector<int> signals;
+    } seen;
+    const int signals[] = {SIGUSR1, SIGUSR2};
+    CFRunLoopSourceRef source = KelSignalRunLoopSourceCreate(
+        signals, 2,
+        [](int signalNumber, void* info)
+        { static_cast<SSeen*>(info)->signals.push_back(signalNumber); },
+        &seen);
+    ASSERT_NE(source, nullptr);
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFRunLoopAddSource(rl, source, kCFRunLoopCommonModes);
+
+    raise(SIGUSR1); // handled by writing a byte only: nothing runs inside the handler
+    EXPECT_TRUE(seen.signals.empty());
+    raise(SIGUSR2);
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (seen.signals.size() < 2 && Clock::now() < deadline)
+    {
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.1, true);
+    }
+    EXPECT_EQ(seen.signals, (std::vector<int>{SIGUSR1, SIGUSR2}));
+
+    CFRunLoopSourceInvalidate(source);
+    CFRelease(source);
+    struct sigaction action = {};
+    sigaction(SIGUSR1, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_DFL);
+}
+
+TEST(CFRunLoopTests, RunUntilServesTheModeAndLeavesAStopForTheOuterRun)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    CFStringRef replyMode = CFSTR("TestReplyMode");
+    SPerformSource served;
+    CFRunLoopAddSource(rl, served.mSource, replyMode);
+    served.Signal();
+    CFRunLoopStop(rl);
+    CFRunLoopPrivate::RunUntil(replyMode, CFRunLoopPrivate::DeadlineAfter(5.0),
+                               [&] { return served.mCount == 1; });
+    EXPECT_EQ(served.mCount, 1);
+    // The stop is still pending for a normal run.
+    EXPECT_EQ(CFRunLoopRunInMode(replyMode, 5.0, false), kCFRunLoopRunStopped);
+
+    // An empty mode does not end the wait early; the deadline does.
+    const auto start = Clock::now();
+    CFRunLoopPrivate::RunUntil(CFSTR("TestEmptyMode"), CFRunLoopPrivate::DeadlineAfter(0.1),
+                               [] { return false; });
+    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100));
+    CFRunLoopRemoveSource(rl, served.mSource, replyMode);
+}
+
+TEST(CFRunLoopTests, SourcesRunInOrder)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    std::vector<int> order;
+    SPerformSource late([&] { order.push_back(2); }, 2);
+    SPerformSource early([&] { order.push_back(1); }, 1);
+    CFRunLoopAddSource(rl, late.mSource, kCFRunLoopDefaultMode);
+    CFRunLoopAddSource(rl, early.mSource, kCFRunLoopDefaultMode);
+    late.Signal();
+    early.Signal();
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+    EXPECT_EQ(CFRunLoopSourceGetOrder(late.mSource), 2);
+    CFRunLoopRemoveSource(rl, late.mSource, kCFRunLoopDefaultMode);
+    CFRunLoopRemoveSource(rl, early.mSource, kCFRunLoopDefaultMode);
+}
+} // namespace
