@@ -11,7 +11,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -28,6 +30,14 @@ struct SFixture
         {
             std::abort();
         }
+        // The fixture lives until the process ends; its directory goes with it.
+        static std::string directory = pattern;
+        std::atexit(
+            []
+            {
+                std::error_code ignored;
+                std::filesystem::remove_all(directory, ignored);
+            });
         CPortServer::EOpen result;
         mServer = CPortServer::Open(pattern, "com.kelto.Fuzz", result);
         if (!mServer)
