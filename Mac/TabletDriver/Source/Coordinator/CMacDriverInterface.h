@@ -23,7 +23,7 @@
 class CMacDriverInterface : public CMacDriverMessageSendPort
 {
 public:
-    static constexpr std::uint32_t kDriverIDUnknown = '????';
+    static constexpr std::uint32_t kDriverIDUnknown = 0x3F3F3F3F; // '????'
     static constexpr std::uint32_t kMessagingTypeUnknown = 'KNIN';
     static constexpr std::uint32_t kMessagingTypeLegacy = 0;
     static constexpr std::uint32_t kMessagingTypeEventPacket = 'KEPK';

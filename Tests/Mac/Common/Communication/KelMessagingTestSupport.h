@@ -1,5 +1,5 @@
 // Test support for the messaging tests: output capture, packets as bytes, transit records
-// built field by field.
+// built field by field in either byte order.
 #pragma once
 
 #include "Common/CEventPacket.h"
@@ -17,9 +17,11 @@
 
 namespace messaging_test
 {
+using Bytes = std::vector<std::uint8_t>;
+
 struct Output
 {
-    std::string out; // standard output: assertion lines
+    std::string out; // assertion lines
     std::string err; // standard error, and the system log when opened with LOG_PERROR
 };
 
@@ -28,47 +30,29 @@ template <typename F> Output Capture(F&& action)
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     action();
-    std::fflush(stdout);
-    std::fflush(stderr);
+    std::fflush(nullptr);
     Output output;
     output.out = testing::internal::GetCapturedStdout();
     output.err = testing::internal::GetCapturedStderr();
     return output;
 }
 
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes BytesOf(CFDataRef data)
+// The bytes of a CFData, which is released: every reply is handed over owned.
+inline Bytes Take(CFDataRef data)
 {
-    if (data == nullptr)
+    Bytes bytes;
+    if (data != nullptr)
     {
-        return {};
+        bytes.assign(CFDataGetBytePtr(data), CFDataGetBytePtr(data) + CFDataGetLength(data));
+        CFRelease(data);
     }
-    const UInt8* p = CFDataGetBytePtr(data);
-    return Bytes(p, p + CFDataGetLength(data));
+    return bytes;
 }
 
-inline Bytes BytesOf(const std::string& text)
+inline CFDataRef MakeData(const Bytes& bytes)
 {
-    return Bytes(text.begin(), text.end());
+    return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
 }
-
-// Owns one CFData made from bytes.
-class Data
-{
-public:
-    explicit Data(const Bytes& bytes)
-        : mData(CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size())))
-    {
-    }
-    ~Data() { CFRelease(mData); }
-    Data(const Data&) = delete;
-    Data& operator=(const Data&) = delete;
-    CFDataRef get() const { return mData; }
-
-private:
-    CFDataRef mData;
-};
 
 inline Bytes Serialize(const CEventPacket& packet)
 {
@@ -77,74 +61,52 @@ inline Bytes Serialize(const CEventPacket& packet)
     return block;
 }
 
-inline KELSTATUS Deserialize(const Bytes& block, CEventPacket& packet)
+inline KELSTATUS Deserialize(Bytes block, CEventPacket& packet)
 {
-    Bytes copy = block;
-    return packet.DeserializeFromBuffer(copy.data(), copy.size(), nullptr);
+    return packet.DeserializeFromBuffer(block.data(), block.size(), nullptr);
 }
 
 inline std::string DataOf(const CEventPacket& packet)
 {
-    if (packet.Buffer() == nullptr)
-    {
-        return {};
-    }
-    return std::string(static_cast<const char*>(packet.Buffer()), packet.SizeOfData());
+    return packet.Buffer()
+               ? std::string(static_cast<const char*>(packet.Buffer()), packet.SizeOfData())
+               : std::string();
 }
 
-// A transit record request, every field in the order given by `reversed`.
-struct RecordBuilder
+inline std::uint32_t Swap(std::uint32_t v, bool reversed)
 {
-    bool reversed = false;
-    std::vector<TransitKeyRecord> keys;
-    std::uint32_t command = 0;
-    std::uint32_t source = 0;
-    Bytes data;
-    // When set, the header announces this size instead of the data's.
-    bool announce = false;
-    std::uint32_t announcedSize = 0;
-
-    std::uint32_t U32(std::uint32_t v) const { return reversed ? __builtin_bswap32(v) : v; }
-    std::uint16_t U16(std::uint16_t v) const { return reversed ? __builtin_bswap16(v) : v; }
-
-    Bytes Build() const
-    {
-        TransitRecord record;
-        std::memset(&record, 0, sizeof(record));
-        for (std::size_t i = 0; i < keys.size() && i < kTransitRecordKeyCount; ++i)
-        {
-            record.keys[i].mode = U32(keys[i].mode);
-            record.keys[i].identifier = U16(keys[i].identifier);
-            record.keys[i].reference = U32(keys[i].reference);
-        }
-        record.sizeOfData = U32(announce ? announcedSize : static_cast<std::uint32_t>(data.size()));
-        record.sourceOfRequest = U32(source);
-        record.command = U32(command);
-        const auto* p = reinterpret_cast<const std::uint8_t*>(&record);
-        Bytes bytes(p, p + kTransitRecordHeaderSize);
-        bytes.insert(bytes.end(), data.begin(), data.end());
-        return bytes;
-    }
-};
-
-inline TransitKeyRecord Key(std::uint16_t identifier, std::uint32_t reference,
-                            std::uint32_t mode = 0)
-{
-    TransitKeyRecord key{};
-    key.mode = mode;
-    key.identifier = identifier;
-    key.reference = reference;
-    return key;
+    return reversed ? __builtin_bswap32(v) : v;
 }
 
-// The return record at the start of a transit reply, in our order.
-inline TransitRecordReturn ReturnOf(const Bytes& reply)
+inline std::uint16_t Swap(std::uint16_t v, bool reversed)
 {
-    TransitRecordReturn returnRec{};
-    if (reply.size() >= sizeof(returnRec))
+    return reversed ? __builtin_bswap16(v) : v;
+}
+
+template <typename T> T Read(const Bytes& bytes, std::size_t offset)
+{
+    T value{};
+    std::memcpy(&value, bytes.data() + offset, sizeof(T));
+    return value;
+}
+
+// A transit record request: keys {identifier, reference, mode}, then the data; the header
+// announces `announced` bytes when it is given, else the data's size.
+inline Bytes Record(std::vector<TransitKeyRecord> keys, std::uint32_t command,
+                    const std::string& data, long long announced = -1)
+{
+    TransitRecord record;
+    std::memset(&record, 0, sizeof(record));
+    for (std::size_t i = 0; i < keys.size(); ++i)
     {
-        std::memcpy(&returnRec, reply.data(), sizeof(returnRec));
+        record.keys[i] = keys[i];
     }
-    return returnRec;
+    record.sizeOfData = static_cast<std::uint32_t>(announced >= 0 ? announced : data.size());
+    record.sourceOfRequest = 3;
+    record.command = command;
+    Bytes bytes(kTransitRecordHeaderSize + data.size());
+    std::memcpy(bytes.data(), &record, kTransitRecordHeaderSize);
+    std::memcpy(bytes.data() + kTransitRecordHeaderSize, data.data(), data.size());
+    return bytes;
 }
 } // namespace messaging_test

@@ -1,15 +1,11 @@
 // Test support: an isolated port directory per test and the kel_test_driver peer process.
 //
-// KelTestPortDirectory makes a fresh directory and points KELTO_PORT_DIR of this process at
-// it, so that the ports of a test (and of the peers it starts, which inherit the
-// environment) are seen by no other test. KelTestDriverProcess starts the peer, waits until
-// its port answers, and stops it by its process id (SIGTERM, then SIGKILL), always, and
-// with every wait bounded.
+// KelTestPortDirectory points KELTO_PORT_DIR of this process (and of the peers it starts)
+// at a fresh directory. KelTestDriverProcess starts the peer, waits until its port answers
+// and stops it by its process id (SIGTERM, then SIGKILL); every wait is bounded.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
-
-#include <gtest/gtest.h>
 
 #include <signal.h>
 #include <spawn.h>
@@ -33,13 +29,10 @@ class KelTestPortDirectory
 public:
     KelTestPortDirectory()
     {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "kel_messaging_XXXXXX").string();
-        std::vector<char> buffer(pattern.begin(), pattern.end());
-        buffer.push_back('\0');
-        if (mkdtemp(buffer.data()) != nullptr)
+        std::string path = std::filesystem::temp_directory_path() / "kel_messaging_XXXXXX";
+        if (mkdtemp(path.data()) != nullptr)
         {
-            mPath = buffer.data();
+            mPath = path;
             setenv("KELTO_PORT_DIR", mPath.c_str(), 1);
         }
     }
@@ -49,10 +42,6 @@ public:
         std::error_code error;
         std::filesystem::remove_all(mPath, error);
     }
-    KelTestPortDirectory(const KelTestPortDirectory&) = delete;
-    KelTestPortDirectory& operator=(const KelTestPortDirectory&) = delete;
-
-    const std::string& Path() const { return mPath; }
     std::string File(const std::string& name) const { return mPath + "/" + name; }
 
 private:
@@ -64,114 +53,80 @@ inline CFStringRef KelTestMakeString(const std::string& text)
     return CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
 }
 
-// Whether a port of that name answers to CFMessagePortCreateRemote within `seconds`.
-inline bool KelTestWaitForPort(const std::string& name, double seconds)
-{
-    CFStringRef portName = KelTestMakeString(name);
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(int(seconds * 1000));
-    bool found = false;
-    while (!found && std::chrono::steady_clock::now() < deadline)
-    {
-        CFMessagePortRef port = CFMessagePortCreateRemote(kCFAllocatorDefault, portName);
-        if (port != nullptr)
-        {
-            found = CFMessagePortIsValid(port);
-            CFMessagePortInvalidate(port);
-            CFRelease(port);
-        }
-        if (!found)
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-    }
-    CFRelease(portName);
-    return found;
-}
-
 class KelTestDriverProcess
 {
 public:
-    KelTestDriverProcess() = default;
     ~KelTestDriverProcess() { Stop(); }
-    KelTestDriverProcess(const KelTestDriverProcess&) = delete;
-    KelTestDriverProcess& operator=(const KelTestDriverProcess&) = delete;
 
-    // Starts kel_test_driver with these arguments (and a lifetime bound of its own).
-    bool Start(const std::vector<std::string>& arguments)
+    // Starts a driver serving `port` (its life bounded to a minute) and waits at most five
+    // seconds until the port answers.
+    bool Serve(const std::string& port, std::vector<std::string> arguments)
     {
         Stop();
-        std::vector<std::string> all = {KEL_TEST_DRIVER_PATH, "--lifetime", "60"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
+        arguments.insert(arguments.begin(),
+                         {KEL_TEST_DRIVER_PATH, "--lifetime", "60", "--port", port});
         std::vector<char*> argv;
-        for (auto& argument : all)
+        for (auto& argument : arguments)
         {
             argv.push_back(argument.data());
         }
         argv.push_back(nullptr);
-        pid_t pid = 0;
-        if (posix_spawn(&pid, KEL_TEST_DRIVER_PATH, nullptr, nullptr, argv.data(), environ) != 0)
+        if (posix_spawn(&mPid, KEL_TEST_DRIVER_PATH, nullptr, nullptr, argv.data(), environ) != 0)
         {
+            mPid = -1;
             return false;
         }
-        mPid = pid;
-        return true;
-    }
-
-    // Starts a driver serving `port` and waits (at most five seconds) until it answers.
-    bool Serve(const std::string& port, std::vector<std::string> arguments)
-    {
-        arguments.insert(arguments.begin(), {"--port", port});
-        return Start(arguments) && KelTestWaitForPort(port, 5.0);
-    }
-
-    // Waits at most `seconds` for the process to end by itself; its exit status, or -1.
-    int WaitForExit(double seconds)
-    {
-        const auto deadline =
-            std::chrono::steady_clock::now() + std::chrono::milliseconds(int(seconds * 1000));
-        while (mPid > 0)
+        CFStringRef name = KelTestMakeString(port);
+        bool found = false;
+        for (int i = 0; i < 500 && !found; ++i)
         {
-            int status = 0;
-            const pid_t done = waitpid(mPid, &status, WNOHANG);
-            if (done == mPid)
+            // Released, never invalidated: a remote port is shared by everything in this
+            // process that reaches the same name.
+            CFMessagePortRef remote = CFMessagePortCreateRemote(kCFAllocatorDefault, name);
+            found = remote != nullptr && CFMessagePortIsValid(remote);
+            if (remote != nullptr)
             {
-                mPid = -1;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+                CFRelease(remote);
             }
-            if (done < 0 || std::chrono::steady_clock::now() >= deadline)
+            if (!found)
             {
-                return -1;
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-        return -1;
+        CFRelease(name);
+        return found;
     }
 
-    // Stops the process by its id: SIGTERM, and SIGKILL when it has not ended in 2 seconds.
+    // SIGTERM, and SIGKILL when the process has not ended within two seconds.
     void Stop()
     {
         if (mPid <= 0)
         {
             return;
         }
-        const pid_t pid = mPid;
-        kill(pid, SIGTERM);
-        if (WaitForExit(2.0) < 0 && mPid > 0)
+        kill(mPid, SIGTERM);
+        bool ended = false;
+        for (int i = 0; i < 400 && !ended; ++i)
         {
-            kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
-            mPid = -1;
+            ended = waitpid(mPid, nullptr, WNOHANG) != 0;
+            if (!ended)
+            {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
         }
+        if (!ended)
+        {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+        mPid = -1;
     }
-
-    pid_t Pid() const { return mPid; }
 
 private:
     pid_t mPid = -1;
 };
 
-// One request as the driver's journal recorded it.
+// The requests the driver's journal recorded: message id and bytes.
 struct KelTestJournalEntry
 {
     std::uint32_t msgid = 0;
@@ -190,15 +145,22 @@ inline std::vector<KelTestJournalEntry> KelTestReadJournal(const std::string& pa
         fields >> msgid >> length >> hex;
         KelTestJournalEntry entry;
         entry.msgid = static_cast<std::uint32_t>(std::stoul(msgid, nullptr, 16));
-        if (hex != "-")
+        for (std::size_t i = 0; hex != "-" && i + 1 < hex.size(); i += 2)
         {
-            for (std::size_t i = 0; i + 1 < hex.size(); i += 2)
-            {
-                entry.bytes.push_back(
-                    static_cast<std::uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
-            }
+            entry.bytes.push_back(
+                static_cast<std::uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
         }
         entries.push_back(entry);
     }
     return entries;
+}
+
+inline std::vector<std::uint32_t> KelTestJournalIDs(const std::string& path)
+{
+    std::vector<std::uint32_t> ids;
+    for (const auto& entry : KelTestReadJournal(path))
+    {
+        ids.push_back(entry.msgid);
+    }
+    return ids;
 }

@@ -1,9 +1,7 @@
-// The coordinator's side of a transit record it receives (CMacMessagingServer).
+// Transit records received by the coordinator (CMacMessagingServer).
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 
-#include "Common/CEventPacket.h"
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
-#include "Mac/Common/Communication/TransitRecord.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,30 +9,27 @@
 #include <syslog.h>
 
 #include <memory>
-#include <string>
 
 using namespace messaging_test;
 using testing::HasSubstr;
 
 namespace
 {
+const std::string kSource = "Mac/Common/Communication/CMacMessagingServer:";
+
 struct Answerer
 {
-    int calls = 0;
     std::unique_ptr<CEventPacket> seen;
     KELSTATUS status = KELSTATUS_SUCCESS;
-    bool answer = false;
-    std::string answerData;
+    std::string answer; // packed as the answer when not empty
 
     static KELSTATUS Callback(CEventPacket* packet, void* context)
     {
         auto* self = static_cast<Answerer*>(context);
-        ++self->calls;
         self->seen = std::make_unique<CEventPacket>(*packet);
-        if (self->answer)
+        if (!self->answer.empty())
         {
-            packet->PackData(static_cast<unsigned>(self->answerData.size()),
-                             self->answerData.data());
+            packet->PackData(static_cast<unsigned>(self->answer.size()), self->answer.data());
         }
         return self->status;
     }
@@ -44,26 +39,37 @@ class TransitRecordReceiveTests : public ::testing::Test
 {
 protected:
     // The system log also goes to standard error, where the tests read it.
-    void SetUp() override
-    {
-        openlog("kel_messaging_tests", LOG_PERROR, LOG_USER);
-        mServer.SetProcessEventCallback(Answerer::Callback, &mAnswerer);
-    }
-    void TearDown() override { closelog(); }
+    TransitRecordReceiveTests() { openlog("kel_tests", LOG_PERROR, LOG_USER); }
+    ~TransitRecordReceiveTests() override { closelog(); }
+    void SetUp() override { mServer.SetProcessEventCallback(Answerer::Callback, &mAnswerer); }
 
-    // Serves the bytes; the reply's bytes, or nullopt-like `hadReply` false.
-    Bytes Serve(const Bytes& request, bool& hadReply, Output& output)
+    // The reply as "none" or the return record's two words and the data.
+    std::string Serve(const Bytes& request, Output* output = nullptr)
     {
-        Data data(request);
+        CFDataRef data = MakeData(request);
         CFDataRef reply = nullptr;
-        output = Capture([&] { reply = mServer.ProcessTransitRecordMessage(data.get()); });
-        hadReply = reply != nullptr;
-        Bytes bytes = BytesOf(reply);
-        if (reply != nullptr)
+        const Output captured = Capture([&] { reply = mServer.ProcessRequest(data, 0); });
+        CFRelease(data);
+        if (output != nullptr)
         {
-            CFRelease(reply);
+            *output = captured;
         }
-        return bytes;
+        if (reply == nullptr)
+        {
+            return "none";
+        }
+        const Bytes bytes = Take(reply);
+        return std::to_string(Read<std::uint32_t>(bytes, 0)) + " " +
+               std::to_string(Read<std::uint32_t>(bytes, 4)) + " [" +
+               std::string(bytes.begin() + 8, bytes.end()) + "]";
+    }
+
+    // For death tests, which read standard error themselves: nothing captured.
+    void ServeUncaptured(const Bytes& request)
+    {
+        CFDataRef data = MakeData(request);
+        Take(mServer.ProcessRequest(data, 0));
+        CFRelease(data);
     }
 
     CMacMessagingServer mServer;
@@ -72,14 +78,6 @@ protected:
 
 TEST_F(TransitRecordReceiveTests, MalformedRecordsGetNoReplyAndOneLogLine)
 {
-    RecordBuilder tooLarge;
-    tooLarge.announce = true;
-    tooLarge.announcedSize = 0x10000;
-    RecordBuilder truncated;
-    truncated.announce = true;
-    truncated.announcedSize = 10;
-    truncated.data = BytesOf("abcd");
-
     struct Case
     {
         Bytes request;
@@ -88,171 +86,94 @@ TEST_F(TransitRecordReceiveTests, MalformedRecordsGetNoReplyAndOneLogLine)
     };
     const Case cases[] = {
         {Bytes(135, 0), "*** transit record unusually small (135 instead of 136) ***", ""},
-        {Bytes(), "*** transit record unusually small (0 instead of 136) ***", ""},
-        {tooLarge.Build(), "*** transit record unusually large ***",
-         "Mac/Common/Communication/CMacMessagingServer:294: failed assertion: "
-         "transitRec.sizeOfData < 0xffff\n"},
-        {truncated.Build(), "*** transit record unexpectedly small (140 instead of 146) ***", ""},
+        {Record({}, 1, "", 0x10000), "*** transit record unusually large ***",
+         kSource + "294: failed assertion: transitRec.sizeOfData < 0xffff\n"},
+        {Record({}, 1, "abcd", 10),
+         "*** transit record unexpectedly small (140 instead of 146) ***", ""},
     };
     for (const Case& c : cases)
     {
-        SCOPED_TRACE(c.log);
-        bool hadReply = true;
         Output output;
-        Serve(c.request, hadReply, output);
-        EXPECT_FALSE(hadReply);
-        EXPECT_THAT(output.err, HasSubstr(c.log));
+        EXPECT_EQ(Serve(c.request, &output), "none");
+        EXPECT_THAT(output.err, HasSubstr(c.log + "\n"));
         EXPECT_EQ(output.out, c.out);
     }
-    EXPECT_EQ(mAnswerer.calls, 0);
+    EXPECT_EQ(mAnswerer.seen, nullptr);
 }
 
-TEST_F(TransitRecordReceiveTests, RecordBecomesAPacketAndItsAnswerComesBack)
+TEST_F(TransitRecordReceiveTests, RecordBecomesAPacketWhoseAnswerComesBack)
 {
-    RecordBuilder record;
-    record.keys = {Key(EObjectIDTablet, 2, EAddrModeByIndex),
-                   Key(EObjectIDTransducer, 7, EAddrModeByID),
-                   Key(EParameterIDName, 0xDEADBEEF, EAddrModeByString)};
-    record.command = ECommandSet;
-    record.source = 3;
-    record.data = BytesOf("abcd");
-    mAnswerer.answer = true;
-    mAnswerer.answerData = "wxyz";
-
-    bool hadReply = false;
+    mAnswerer.answer = "wxyz";
     Output output;
-    const Bytes reply = Serve(record.Build(), hadReply, output);
-    ASSERT_TRUE(hadReply);
+    EXPECT_EQ(Serve(Record({{EAddrModeByIndex, EObjectIDTablet, 0, 2},
+                            {EAddrModeByID, EObjectIDTransducer, 0, 7},
+                            {EAddrModeByString, EParameterIDName, 0, 0xDEADBEEF}},
+                           ECommandSet, "abcd"),
+                    &output),
+              "0 4 [wxyz]");
     EXPECT_EQ(output.out, "");
-
-    ASSERT_EQ(mAnswerer.calls, 1);
     const CEventPacket& seen = *mAnswerer.seen;
     EXPECT_EQ(seen.Command(), ECommandSet);
     EXPECT_EQ(seen.SourceOfRequest(), 3u);
     EXPECT_EQ(DataOf(seen), "abcd");
-    EXPECT_EQ(seen.ObjectKey(0)->Identifier(), EObjectIDTablet);
     EXPECT_EQ(seen.ObjectKey(0)->mReference, reinterpret_cast<void*>(2));
     EXPECT_EQ(seen.ObjectKey(1)->mAddressingMode, EAddrModeByID);
     EXPECT_EQ(seen.ObjectKey(1)->mReference, reinterpret_cast<void*>(7));
-    // A string key arrives without its string; the sender's pointer is never followed.
+    // A string key's text does not travel; the sender's pointer is never followed.
     EXPECT_EQ(seen.ObjectKey(2)->mAddressingMode, EAddrModeByString);
     EXPECT_STREQ(seen.ObjectKey(2)->String(), "");
     EXPECT_EQ(seen.ObjectKey(3)->Identifier(), EObjectIDNothing);
 
-    ASSERT_EQ(reply.size(), 8u + 4u);
-    EXPECT_EQ(ReturnOf(reply).wStatus, 0u);
-    EXPECT_EQ(ReturnOf(reply).returnDataSize, 4u);
-    EXPECT_EQ(std::string(reply.begin() + 8, reply.end()), "wxyz");
+    // Ten keys leave the chain no sentinel of its own: served all the same.
+    mAnswerer.answer.clear();
+    std::vector<TransitKeyRecord> ten(kTransitRecordKeyCount,
+                                      {EAddrModeByIndex, EObjectIDTablet, 0, 9});
+    EXPECT_EQ(Serve(Record(ten, ECommandGet, "ab")), "0 2 [ab]");
+    EXPECT_EQ(mAnswerer.seen->ObjectKey(9)->mReference, reinterpret_cast<void*>(9));
+
+    // A larger answer is sized but not copied.
+    mAnswerer.answer = "longer";
+    EXPECT_EQ(Serve(Record({}, ECommandGet, "ab"), &output), std::string("0 6 [\0\0]", 8));
+    EXPECT_EQ(output.out,
+              kSource + "403: failed assertion: memcmp( pData, bufferPtr, dataSize ) == 0\n");
 }
 
 TEST_F(TransitRecordReceiveTests, MissingAndNotImplementedAreAnsweredQuietly)
 {
-    RecordBuilder record;
-    record.keys = {Key(EObjectIDDriver, 0)};
-    record.command = ECommandGet;
-    record.data = BytesOf("12");
-
     for (KELSTATUS status : {KELSTATUS_SUCCESS, KELSTATUS_RESOURCE_MISSING,
                              KELSTATUS_METHOD_NOT_IMPLEMENTED, KELSTATUS_RESOURCE_BAD})
     {
-        SCOPED_TRACE(status);
         mAnswerer.status = status;
-        bool hadReply = false;
         Output output;
-        const Bytes reply = Serve(record.Build(), hadReply, output);
-        ASSERT_TRUE(hadReply);
-        EXPECT_EQ(ReturnOf(reply).wStatus, status);
-        EXPECT_EQ(std::string(reply.begin() + 8, reply.end()), "12");
+        EXPECT_EQ(Serve(Record({}, ECommandGet, "12"), &output),
+                  std::to_string(status) + " 2 [12]");
         EXPECT_EQ(output.out,
                   status == KELSTATUS_RESOURCE_BAD ? "error from ProcessEvent : 513\n" : "");
     }
-
-    // Without a callback the request comes back as it was, with status 0.
+    // Without a callback the port refuses the request; the record itself is answered as
+    // it came, with status 0.
     mServer.SetProcessEventCallback(nullptr, nullptr);
-    bool hadReply = false;
-    Output output;
-    const Bytes reply = Serve(record.Build(), hadReply, output);
-    ASSERT_TRUE(hadReply);
-    EXPECT_EQ(ReturnOf(reply).wStatus, 0u);
-    EXPECT_EQ(std::string(reply.begin() + 8, reply.end()), "12");
-}
-
-TEST_F(TransitRecordReceiveTests, AnswerLargerThanTheRequestIsSizedButNotCopied)
-{
-    RecordBuilder record;
-    record.keys = {Key(EObjectIDDriver, 0)};
-    record.data = BytesOf("ab");
-    mAnswerer.answer = true;
-    mAnswerer.answerData = "longer";
-
-    bool hadReply = false;
-    Output output;
-    const Bytes reply = Serve(record.Build(), hadReply, output);
-    ASSERT_TRUE(hadReply);
-    ASSERT_EQ(reply.size(), 8u + 2u);
-    EXPECT_EQ(ReturnOf(reply).returnDataSize, 6u);
-    EXPECT_EQ(reply[8], 0);
-    EXPECT_EQ(reply[9], 0);
-    EXPECT_EQ(output.out, "Mac/Common/Communication/CMacMessagingServer:403: failed assertion: "
-                          "memcmp( pData, bufferPtr, dataSize ) == 0\n");
-    EXPECT_THAT(output.err, HasSubstr("CEventPacket::UnPackData: Buffer not big enough\n"));
-}
-
-TEST_F(TransitRecordReceiveTests, TenKeysWithoutRoomForTheSentinelAreServedSafely)
-{
-    RecordBuilder record;
-    for (std::uint16_t i = 0; i < kTransitRecordKeyCount; ++i)
-    {
-        record.keys.push_back(Key(EObjectIDTablet, i));
-    }
-    bool hadReply = false;
-    Output output;
-    const Bytes reply = Serve(record.Build(), hadReply, output);
-    ASSERT_TRUE(hadReply);
-    EXPECT_EQ(reply.size(), 8u);
-    ASSERT_EQ(mAnswerer.calls, 1);
-    EXPECT_EQ(mAnswerer.seen->ObjectKey(9)->mReference, reinterpret_cast<void*>(9));
+    EXPECT_EQ(Serve(Record({}, ECommandGet, "12")), "none");
+    CFDataRef data = MakeData(Record({}, ECommandGet, "12"));
+    const Bytes reply = Take(mServer.ProcessTransitRecordMessage(data));
+    CFRelease(data);
+    EXPECT_EQ(reply, (Bytes{0, 0, 0, 0, 2, 0, 0, 0, '1', '2'}));
 }
 
 // Old clients cannot take a shorter answer, nor one of 1000 bytes or more: the process ends.
-TEST_F(TransitRecordReceiveTests, ShortOrLargeAnswersEndTheProcess)
+TEST_F(TransitRecordReceiveTests, ShorterOrThousandByteAnswersEndTheProcess)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    RecordBuilder shrinking;
-    shrinking.keys = {Key(EObjectIDDriver, 0)};
-    shrinking.data = BytesOf("12345678");
-    EXPECT_DEATH(
-        {
-            mAnswerer.answer = true;
-            mAnswerer.answerData = "1234";
-            Data data(shrinking.Build());
-            mServer.ProcessTransitRecordMessage(data.get());
-        },
-        "CMacMessagingServer:415: failed assertion: dataSize <= returnRec.returnDataSize");
-
-    // The largest size a record may announce passes its own check, then ends the process.
-    RecordBuilder largest;
-    largest.data = Bytes(0xFFFF, 0x5A);
-    EXPECT_DEATH(
-        {
-            mServer.SetProcessEventCallback(nullptr, nullptr);
-            Data data(largest.Build());
-            mServer.ProcessTransitRecordMessage(data.get());
-        },
-        "CMacMessagingServer:416: failed assertion: returnRec.returnDataSize < 1000");
-
-    RecordBuilder thousand;
-    thousand.data = Bytes(1000, 1);
-    EXPECT_DEATH(
-        {
-            Data data(thousand.Build());
-            mServer.ProcessTransitRecordMessage(data.get());
-        },
-        "returnRec.returnDataSize < 1000");
-    RecordBuilder below;
-    below.data = Bytes(999, 1);
-    bool hadReply = false;
-    Output output;
-    EXPECT_EQ(Serve(below.Build(), hadReply, output).size(), 8u + 999u);
+    mAnswerer.answer = "1234";
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, "12345678")),
+                 "CMacMessagingServer:415: failed assertion: dataSize <= returnRec.returnDataSize");
+    mAnswerer.answer.clear();
+    // The largest size a record may announce passes its own check first.
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(0xFFFF, 'x'))),
+                 "CMacMessagingServer:416: failed assertion: returnRec.returnDataSize < 1000");
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(1000, 'x'))),
+                 "returnRec.returnDataSize < 1000");
+    EXPECT_THAT(Serve(Record({}, ECommandGet, std::string(999, 'x'))),
+                testing::StartsWith("0 999 [xxx"));
 }
 } // namespace

@@ -1,7 +1,7 @@
 // kel_test_driver: a scriptable peer for the messaging tests.
 //
-// Serve mode (--port NAME): serves a driver port the way a tablet driver does, and answers
-// as the command line scripts it:
+// kel_test_driver --port NAME [script] serves a driver port the way a tablet driver does and
+// answers as the command line scripts it:
 //
 //   'ENDI'  one byte, the driver's byte order (--endi: a number, "empty" or "none"; by
 //           default 1, or 2 with --byte-order reversed)
@@ -22,9 +22,6 @@
 // --journal appends one line per request: the message id and length in hexadecimal and
 // decimal, then the request's bytes in hexadecimal.
 //
-// Send mode (--send NAME): sends one request (--msgid, --body as hexadecimal) to that port
-// and writes the answer to --reply-out: "none", "failed <result>" or "data <hex>".
-//
 // It uses the compatibility layer and the event packet directly, never the messaging classes
 // under test, so that both sides of every exchange are written independently.
 #include "Common/CEventPacket.h"
@@ -39,13 +36,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <thread>
@@ -384,55 +379,14 @@ int RunServer()
     return 0;
 }
 
-int RunSend(const std::string& portName, SInt32 msgid, const std::vector<std::uint8_t>& body,
-            const std::string& replyOut)
-{
-    CFStringRef name = MakeString(portName);
-    CFMessagePortRef port = CFMessagePortCreateRemote(kCFAllocatorDefault, name);
-    CFRelease(name);
-    std::string outcome;
-    if (port == nullptr)
-    {
-        outcome = "failed noport";
-    }
-    else
-    {
-        CFDataRef data = MakeData(body.data(), body.size());
-        CFDataRef reply = nullptr;
-        const SInt32 result =
-            CFMessagePortSendRequest(port, msgid, data, 10.0, 10.0, kCFRunLoopDefaultMode, &reply);
-        CFRelease(data);
-        if (result != kCFMessagePortSuccess)
-        {
-            outcome = "failed " + std::to_string(result);
-        }
-        else if (reply == nullptr)
-        {
-            outcome = "none";
-        }
-        else
-        {
-            outcome = "data " + Hex(CFDataGetBytePtr(reply),
-                                    static_cast<std::size_t>(CFDataGetLength(reply)));
-            CFRelease(reply);
-        }
-        CFRelease(port);
-    }
-    std::ofstream(replyOut) << outcome << "\n";
-    return 0;
-}
 } // namespace
 
 int main(int argc, char** argv)
 {
-    CLI::App app{"Scriptable driver and client for the messaging tests"};
+    CLI::App app{"Scriptable driver for the messaging tests"};
     std::string byteOrder = "host";
     std::string version = "6.1.2";
     std::string answerHex;
-    std::string sendPort;
-    std::string msgidText = "0";
-    std::string bodyHex;
-    std::string replyOut;
     unsigned lifetime = 60;
     std::uint32_t returnSize = 0;
 
@@ -457,10 +411,6 @@ int main(int argc, char** argv)
     app.add_option("--exit-on", gScript.exitOn, "exit without answering the Nth request");
     app.add_option("--journal", gScript.journal);
     app.add_option("--lifetime", lifetime, "seconds before the process ends by itself");
-    app.add_option("--send", sendPort, "send one request to this port instead of serving");
-    app.add_option("--msgid", msgidText, "message id to send (a number or four characters)");
-    app.add_option("--body", bodyHex, "request body, hexadecimal");
-    app.add_option("--reply-out", replyOut, "file for the answer");
     CLI11_PARSE(app, argc, argv);
 
     alarm(lifetime);
@@ -475,26 +425,9 @@ int main(int argc, char** argv)
         gScript.answer = FromHex(answerHex == "-" ? std::string() : answerHex);
     }
 
-    if (!sendPort.empty())
-    {
-        SInt32 msgid = 0;
-        if (msgidText.size() == 4 && !std::isdigit(static_cast<unsigned char>(msgidText[0])))
-        {
-            msgid = static_cast<SInt32>((std::uint32_t(std::uint8_t(msgidText[0])) << 24) |
-                                        (std::uint32_t(std::uint8_t(msgidText[1])) << 16) |
-                                        (std::uint32_t(std::uint8_t(msgidText[2])) << 8) |
-                                        std::uint32_t(std::uint8_t(msgidText[3])));
-        }
-        else
-        {
-            msgid = static_cast<SInt32>(std::stoul(msgidText, nullptr, 0));
-        }
-        const auto body = FromHex(bodyHex);
-        return RunSend(sendPort, msgid, body.value_or(std::vector<std::uint8_t>()), replyOut);
-    }
     if (gScript.port.empty())
     {
-        std::fprintf(stderr, "kel_test_driver: --port or --send is required\n");
+        std::fprintf(stderr, "kel_test_driver: --port is required\n");
         return 2;
     }
     return RunServer();
