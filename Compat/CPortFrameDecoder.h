@@ -1,0 +1,69 @@
+// The bytes of a message port connection, and their decoder.
+//
+// A connection carries frames: a 16-byte header and a payload. Integers are little-endian.
+//
+// | Offset | Size | Request (client to server)                 | Reply (server to client) |
+// |--------|------|--------------------------------------------|-----------------------------------|
+// | 0      | 4    | magic 'KPRQ' (0x4B505251)                  | magic 'KPRP' (0x4B505250) | | 4 |
+// 4    | tag: 0 one-way (no reply), else the        | the tag of the request answered   | | | |
+// sender's number for this request           |                                   | | 8      | 4 |
+// message id (SInt32)                        | status: 0 data follows,           | |        | | | 1
+// no data (the call-back gave     | |        |      |                                            |
+// NULL; length is then 0)           | | 12     | 4    | payload length n, at most kPortMaxPayload
+// | payload length n, likewise        | | 16     | n    | the request's bytes | the reply's bytes |
+//
+// The peer is untrusted: the decoder keeps only the bytes received, never allocates by a
+// length it was told, and calls anything else malformed, after which the connection is
+// dropped.
+#pragma once
+
+#include <MacTypes.h>
+
+#include <cstddef>
+#include <vector>
+
+constexpr UInt32 kPortRequestMagic = 0x4B505251; // 'KPRQ'
+constexpr UInt32 kPortReplyMagic = 0x4B505250;   // 'KPRP'
+constexpr size_t kPortFrameHeaderSize = 16;
+constexpr UInt32 kPortMaxPayload = 16u << 20;
+constexpr UInt32 kPortReplyWithData = 0;
+constexpr UInt32 kPortReplyNoData = 1;
+
+struct SPortFrame
+{
+    UInt32 mTag = 0;
+    UInt32 mWord = 0; // the message id of a request, the status of a reply
+    std::vector<UInt8> mPayload;
+};
+
+// Header and payload, ready to write.
+std::vector<UInt8> EncodePortFrame(UInt32 magic, UInt32 tag, UInt32 word, const UInt8* payload,
+                                   size_t length);
+
+class CPortFrameDecoder
+{
+public:
+    enum class EResult
+    {
+        eFrame,
+        eNeedMore,
+        eMalformed
+    };
+
+    // Decodes requests (kPortRequestMagic) or replies (kPortReplyMagic).
+    explicit CPortFrameDecoder(UInt32 magic) : mMagic(magic) {}
+
+    void Append(const UInt8* bytes, size_t length);
+    // Takes the next whole frame out of the bytes received. Once malformed, always malformed.
+    EResult Next(SPortFrame& frame);
+    // A whole frame is waiting (or the bytes are malformed): Next() would not say eNeedMore.
+    bool HasFrame() const;
+
+private:
+    EResult Peek(UInt32& tag, UInt32& word, UInt32& length) const;
+
+    UInt32 mMagic;
+    std::vector<UInt8> mBuffer;
+    size_t mStart = 0; // bytes before this were consumed
+    bool mMalformed = false;
+};

@@ -1,0 +1,314 @@
+#include "Compat/CPortServer.h"
+
+#include "Compat/PortDirectory.h"
+#include "Compat/SPortTransport.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace
+{
+// Bytes read from one connection per wake-up, so that one busy client cannot starve the
+// others.
+constexpr size_t kReadChunk = 256 * 1024;
+
+bool PeerIsOurUser(int fd)
+{
+    ucred credentials = {};
+    socklen_t length = sizeof credentials;
+    if (PortTransport().getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+    {
+        return false;
+    }
+    return credentials.uid == geteuid();
+}
+} // namespace
+
+std::shared_ptr<CPortServer> CPortServer::Open(const std::string& directory,
+                                               const std::string& portName, EOpen& result)
+{
+    result = EOpen::eFailed;
+    const std::string file = PortDirectory::FileName(portName);
+    std::shared_ptr<CPortServer> server(new CPortServer);
+    server->mSocketPath = directory + "/" + file;
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (file.empty() || server->mSocketPath.size() >= sizeof address.sun_path)
+    {
+        return nullptr;
+    }
+    std::memcpy(address.sun_path, server->mSocketPath.c_str(), server->mSocketPath.size() + 1);
+
+    const std::string lockPath = directory + "/." + file + ".lock";
+    server->mLockFd = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (server->mLockFd < 0)
+    {
+        return nullptr;
+    }
+    if (flock(server->mLockFd, LOCK_EX | LOCK_NB) != 0)
+    {
+        if (errno == EWOULDBLOCK)
+        {
+            result = EOpen::eNameServed;
+        }
+        return nullptr;
+    }
+    // We hold the name: whatever socket is there was left by a dead owner.
+    unlink(server->mSocketPath.c_str());
+
+    const SPortTransport& transport = PortTransport();
+    server->mListenFd = transport.socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (server->mListenFd < 0 ||
+        transport.bind(server->mListenFd, reinterpret_cast<const sockaddr*>(&address),
+                       sizeof address) != 0)
+    {
+        return nullptr;
+    }
+    if (transport.listen(server->mListenFd, SOMAXCONN) != 0)
+    {
+        unlink(server->mSocketPath.c_str());
+        return nullptr;
+    }
+    result = EOpen::eOpened;
+    return server;
+}
+
+CPortServer::~CPortServer()
+{
+    Close();
+}
+
+void CPortServer::Close()
+{
+    mDeliver = nullptr;
+    while (!mConnections.empty())
+    {
+        const std::shared_ptr<SConnection> connection = mConnections.back();
+        Drop(connection);
+    }
+    if (mListenFd >= 0)
+    {
+        // Unlinked while the lock is still held, so a new owner's socket is never removed.
+        unlink(mSocketPath.c_str());
+        PortTransport().close(mListenFd);
+        mListenFd = -1;
+    }
+    if (mLockFd >= 0)
+    {
+        close(mLockFd);
+        mLockFd = -1;
+    }
+}
+
+void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
+{
+    if (mListenFd >= 0 && mConnections.size() < kMaxConnections)
+    {
+        watches.push_back({mListenFd, POLLIN});
+    }
+    for (const auto& connection : mConnections)
+    {
+        const bool pendingOut = connection->mOutStart < connection->mOut.size();
+        watches.push_back({connection->mFd, static_cast<short>(POLLIN | (pendingOut ? POLLOUT : 0)),
+                           connection->mDecoder.HasFrame()});
+    }
+}
+
+void CPortServer::Handle(int fd, short revents)
+{
+    if (fd == mListenFd && mListenFd >= 0)
+    {
+        Accept();
+        return;
+    }
+    std::shared_ptr<SConnection> connection = Find(fd);
+    if (!connection)
+    {
+        return; // closed by an earlier call-back of this pass
+    }
+    if ((revents & POLLOUT) != 0)
+    {
+        Flush(connection);
+    }
+    if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0)
+    {
+        Read(connection);
+    }
+    DeliverFrames(connection);
+}
+
+void CPortServer::Accept()
+{
+    while (mListenFd >= 0 && mConnections.size() < kMaxConnections)
+    {
+        const int fd =
+            PortTransport().accept4(mListenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        if (fd < 0)
+        {
+            if (errno == EINTR)
+            {
+                continue;
+            }
+            return; // EAGAIN, or a connection that went away before it was taken
+        }
+        Adopt(fd);
+    }
+}
+
+void CPortServer::Adopt(int fd)
+{
+    if (!PeerIsOurUser(fd) || mConnections.size() >= kMaxConnections)
+    {
+        PortTransport().close(fd);
+        return;
+    }
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    auto connection = std::make_shared<SConnection>();
+    connection->mFd = fd;
+    mConnections.push_back(std::move(connection));
+}
+
+std::shared_ptr<CPortServer::SConnection> CPortServer::Find(int fd) const
+{
+    for (const auto& connection : mConnections)
+    {
+        if (connection->mFd == fd)
+        {
+            return connection;
+        }
+    }
+    return nullptr;
+}
+
+void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
+{
+    UInt8 buffer[16384];
+    size_t total = 0;
+    while (connection->mFd >= 0 && total < kReadChunk)
+    {
+        const ssize_t count = PortTransport().recv(connection->mFd, buffer, sizeof buffer, 0);
+        if (count > 0)
+        {
+            connection->mDecoder.Append(buffer, static_cast<size_t>(count));
+            total += static_cast<size_t>(count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        {
+            return;
+        }
+        // End of stream or an error: serve what arrived whole, then let the client go.
+        DeliverFrames(connection);
+        Drop(connection);
+        return;
+    }
+}
+
+void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
+{
+    SPortFrame frame;
+    while (connection->mFd >= 0)
+    {
+        const CPortFrameDecoder::EResult result = connection->mDecoder.Next(frame);
+        if (result == CPortFrameDecoder::EResult::eMalformed)
+        {
+            Drop(connection);
+            return;
+        }
+        if (result == CPortFrameDecoder::EResult::eNeedMore || !mDeliver)
+        {
+            return;
+        }
+        CFDataRef data = CFDataCreate(nullptr, frame.mPayload.data(),
+                                      static_cast<CFIndex>(frame.mPayload.size()));
+        // The call-back may run the loop, which may deliver further frames of this very
+        // connection, or close it, or close the whole server.
+        Deliver deliver = mDeliver;
+        CFDataRef reply = deliver(static_cast<SInt32>(frame.mWord), data);
+        CFRelease(data);
+        if (frame.mTag != 0)
+        {
+            Reply(connection, frame.mTag, reply);
+        }
+        if (reply != nullptr)
+        {
+            CFRelease(reply);
+        }
+    }
+}
+
+void CPortServer::Reply(const std::shared_ptr<SConnection>& connection, UInt32 tag, CFDataRef reply)
+{
+    if (connection->mFd < 0)
+    {
+        return;
+    }
+    const UInt8* bytes = reply != nullptr ? CFDataGetBytePtr(reply) : nullptr;
+    const size_t length = reply != nullptr ? static_cast<size_t>(CFDataGetLength(reply)) : 0;
+    if (length > kPortMaxPayload)
+    {
+        Drop(connection); // the client could not accept it; it sees the port go invalid
+        return;
+    }
+    const std::vector<UInt8> frame =
+        EncodePortFrame(kPortReplyMagic, tag,
+                        reply != nullptr ? kPortReplyWithData : kPortReplyNoData, bytes, length);
+    if (connection->mOutStart == connection->mOut.size())
+    {
+        connection->mOut.clear();
+        connection->mOutStart = 0;
+    }
+    connection->mOut.insert(connection->mOut.end(), frame.begin(), frame.end());
+    Flush(connection);
+    if (connection->mFd >= 0 &&
+        connection->mOut.size() - connection->mOutStart > kMaxQueuedReplyBytes)
+    {
+        Drop(connection); // it stopped reading
+    }
+}
+
+void CPortServer::Flush(const std::shared_ptr<SConnection>& connection)
+{
+    while (connection->mFd >= 0 && connection->mOutStart < connection->mOut.size())
+    {
+        const ssize_t count = PortTransport().send(
+            connection->mFd, connection->mOut.data() + connection->mOutStart,
+            connection->mOut.size() - connection->mOutStart, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count > 0)
+        {
+            connection->mOutStart += static_cast<size_t>(count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+        {
+            return; // the rest goes when poll() says the socket can take it
+        }
+        Drop(connection);
+        return;
+    }
+}
+
+void CPortServer::Drop(const std::shared_ptr<SConnection>& connection)
+{
+    if (connection->mFd >= 0)
+    {
+        PortTransport().close(connection->mFd);
+        connection->mFd = -1;
+    }
+    mConnections.erase(std::remove(mConnections.begin(), mConnections.end(), connection),
+                       mConnections.end());
+}

@@ -1,0 +1,77 @@
+// The serving side of a local message port: the listening socket, the name lock and the
+// connections of its clients, all driven by the run loop the port's source is added to.
+//
+// Each request is delivered on the run loop's thread; its reply is queued and written
+// without blocking. A client that stops reading is dropped once more than
+// kMaxQueuedReplyBytes wait for it, and a client that sends anything malformed is dropped
+// at once; neither can stall the loop or the other clients. Connections from another user
+// are closed as soon as they are accepted.
+#pragma once
+
+#include "Compat/CFRunLoopPrivate.h"
+#include "Compat/CPortFrameDecoder.h"
+
+#include <CoreFoundation/CFData.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+class CPortServer : public CFRunLoopPrivate::IFdHandler
+{
+public:
+    static constexpr size_t kMaxConnections = 256;
+    static constexpr size_t kMaxQueuedReplyBytes = 2 * (kPortFrameHeaderSize + kPortMaxPayload);
+
+    // Called for each request with its message id and bytes (the data belongs to the
+    // caller); returns the reply, owned by the server, or NULL for "no data".
+    using Deliver = std::function<CFDataRef(SInt32 msgid, CFDataRef data)>;
+
+    enum class EOpen
+    {
+        eOpened,
+        eNameServed, // a live process holds the name
+        eFailed
+    };
+
+    // Takes the name `portName` in `directory`: its lock, then a fresh listening socket
+    // (replacing one a dead owner left behind).
+    static std::shared_ptr<CPortServer> Open(const std::string& directory,
+                                             const std::string& portName, EOpen& result);
+    ~CPortServer() override;
+
+    void SetDeliver(Deliver deliver) { mDeliver = std::move(deliver); }
+    // Serves a connected socket as if it had been accepted (after the same user check).
+    void Adopt(int fd);
+    // Gives the name back and closes every connection; the server serves nothing after.
+    void Close();
+    size_t ConnectionCount() const { return mConnections.size(); }
+
+    void CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches) override;
+    void Handle(int fd, short revents) override;
+
+private:
+    struct SConnection
+    {
+        int mFd = -1;
+        CPortFrameDecoder mDecoder{kPortRequestMagic};
+        std::vector<UInt8> mOut; // reply bytes not yet written, from mOutStart
+        size_t mOutStart = 0;
+    };
+
+    CPortServer() = default;
+    void Accept();
+    void Read(const std::shared_ptr<SConnection>& connection);
+    void DeliverFrames(const std::shared_ptr<SConnection>& connection);
+    void Reply(const std::shared_ptr<SConnection>& connection, UInt32 tag, CFDataRef reply);
+    void Flush(const std::shared_ptr<SConnection>& connection);
+    void Drop(const std::shared_ptr<SConnection>& connection);
+    std::shared_ptr<SConnection> Find(int fd) const;
+
+    int mListenFd = -1;
+    int mLockFd = -1;
+    std::string mSocketPath;
+    Deliver mDeliver;
+    std::vector<std::shared_ptr<SConnection>> mConnections;
+};

@@ -1,0 +1,26 @@
+// Where the message ports of this user live.
+//
+// The directory is $KELTO_PORT_DIR when set (tests point it at a directory of their own),
+// else "$XDG_RUNTIME_DIR/com.kelto.ports", else "/tmp/com.kelto.ports.<uid>". It is created
+// with mode 0700 when missing, and used only if it is a real directory (not a symbolic
+// link) owned by the effective user with no permission for group or others: nobody else
+// can then reach, replace or pre-create a port in it.
+//
+// In it, a port named N is the socket "<file name of N>" and the lock ".<file name of N>.lock"
+// that its live owner holds (flock) for as long as it serves N; the lock files stay.
+#pragma once
+
+#include <string>
+
+namespace PortDirectory
+{
+// The directory, created if need be; "" on failure, with the reason in `error`.
+std::string Resolve(std::string* error);
+
+// Whether `path` is a directory fit for ports (see above); the reason in `error` if not.
+bool Check(const std::string& path, std::string* error);
+
+// A port name as a file name: ASCII letters, digits, '.', '_' and '-' stay, every other byte
+// of its UTF-8 form is written %XX, and so is a leading '.' (no hidden or special names).
+std::string FileName(const std::string& portName);
+} // namespace PortDirectory

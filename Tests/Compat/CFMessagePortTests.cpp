@@ -1,0 +1,499 @@
+#include "PortTestSupport.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include "Compat/CPortFrameDecoder.h"
+#include "Compat/PortDirectory.h"
+#include "Compat/SPortTransport.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace
+{
+using namespace PortTestSupport;
+
+const CFStringRef kReplyMode = CFSTR("TestReplyMode");
+
+// A local port served on this thread in the default and the reply mode, whose call-back
+// is a test's function.
+class CServedPort
+{
+public:
+    using Handler = std::function<CFDataRef(SInt32 msgid, CFDataRef data)>;
+
+    CServedPort(CFStringRef name, Handler handler) : mHandler(std::move(handler))
+    {
+        CFMessagePortContext context = {0, this, nullptr, nullptr, nullptr};
+        Boolean shouldFree = true;
+        mPort = CFMessagePortCreateLocal(
+            nullptr, name,
+            [](CFMessagePortRef, SInt32 msgid, CFDataRef data, void* info)
+            {
+                auto* self = static_cast<CServedPort*>(info);
+                ++self->mRequests;
+                return self->mHandler(msgid, data);
+            },
+            &context, &shouldFree);
+        if (mPort == nullptr)
+        {
+            return;
+        }
+        EXPECT_FALSE(shouldFree);
+        mSource = CFMessagePortCreateRunLoopSource(nullptr, mPort, 0);
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), mSource, kCFRunLoopCommonModes);
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), mSource, kReplyMode);
+    }
+    ~CServedPort()
+    {
+        if (mPort != nullptr)
+        {
+            CFMessagePortInvalidate(mPort);
+            CFRelease(mSource);
+            CFRelease(mPort);
+        }
+    }
+
+    Handler mHandler;
+    CFMessagePortRef mPort = nullptr;
+    CFRunLoopSourceRef mSource = nullptr;
+    int mRequests = 0;
+};
+
+CFDataRef Echo(SInt32, CFDataRef data)
+{
+    return CFDataCreateCopy(nullptr, data);
+}
+
+SInt32 Send(CFMessagePortRef remote, SInt32 msgid, const std::string& payload, std::string& reply,
+            double timeout = 10.0, CFStringRef mode = kReplyMode)
+{
+    CFDataRef data = MakeData(payload);
+    CFDataRef returned = nullptr;
+    const SInt32 result =
+        CFMessagePortSendRequest(remote, msgid, data, timeout, timeout, mode, &returned);
+    CFRelease(data);
+    reply = Text(returned);
+    if (returned != nullptr)
+    {
+        CFRelease(returned);
+    }
+    return result;
+}
+
+class CFMessagePortTests : public ::testing::Test
+{
+protected:
+    void TearDown() override { SetPortTransport(nullptr); }
+    CScopedPortDirectory mDirectory;
+};
+
+TEST_F(CFMessagePortTests, RequestsGetRepliesWithDataEmptyOrNone)
+{
+    CServedPort server(CFSTR("com.kelto.Test"),
+                       [](SInt32 msgid, CFDataRef data) -> CFDataRef
+                       {
+                           switch (msgid)
+                           {
+                           case 'NULL':
+                               return nullptr;
+                           case 'EMPT':
+                               return CFDataCreate(nullptr, nullptr, 0);
+                           default:
+                               return CFDataCreateCopy(nullptr, data);
+                           }
+                       });
+    ASSERT_NE(server.mPort, nullptr);
+    EXPECT_FALSE(CFMessagePortIsRemote(server.mPort));
+    EXPECT_TRUE(CFEqual(CFMessagePortGetName(server.mPort), CFSTR("com.kelto.Test")));
+
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
+    ASSERT_NE(remote, nullptr);
+    EXPECT_TRUE(CFMessagePortIsRemote(remote));
+    EXPECT_TRUE(CFMessagePortIsValid(remote));
+    // One remote port per name in a process.
+    CFMessagePortRef again = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
+    EXPECT_EQ(again, remote);
+    CFRelease(again);
+
+    std::string reply;
+    EXPECT_EQ(Send(remote, 'ECHO', "hello", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "hello");
+    EXPECT_EQ(Send(remote, 'NULL', "x", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "<null>");
+    EXPECT_EQ(Send(remote, 'EMPT', "x", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, ""); // data of length 0, not NULL
+    // No data at all reaches the call-back as empty data.
+    CFDataRef returned = nullptr;
+    EXPECT_EQ(CFMessagePortSendRequest(remote, 'ECHO', nullptr, 1, 1, kReplyMode, &returned),
+              kCFMessagePortSuccess);
+    ASSERT_NE(returned, nullptr);
+    EXPECT_EQ(CFDataGetLength(returned), 0);
+    CFRelease(returned);
+
+    // One way: nothing is awaited; the request is served when the loop runs.
+    const int before = server.mRequests;
+    EXPECT_EQ(Send(remote, 'ECHO', "ignored", reply, 1.0, nullptr), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "<null>");
+    EXPECT_TRUE(RunUntil([&] { return server.mRequests == before + 1; }));
+    // The discarded reply of the one-way request does not reach the next request.
+    EXPECT_EQ(Send(remote, 'ECHO', "next", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "next");
+
+    // A local port cannot be sent to.
+    EXPECT_EQ(Send(server.mPort, 'ECHO', "x", reply), kCFMessagePortIsInvalid);
+    CFRelease(remote);
+}
+
+TEST_F(CFMessagePortTests, NamesAreTakenOnceAndGivenBackOnInvalidation)
+{
+    static int invalidations = 0;
+    static int releases = 0;
+    invalidations = releases = 0;
+    CFMessagePortContext context = {0, nullptr, nullptr, [](const void*) { ++releases; }, nullptr};
+    Boolean shouldFree = false;
+    CFMessagePortRef port =
+        CFMessagePortCreateLocal(nullptr, CFSTR("com.kelto.Name"), nullptr, &context, &shouldFree);
+    ASSERT_NE(port, nullptr);
+    EXPECT_FALSE(shouldFree);
+    const std::string socketPath = mDirectory.Path() + "/com.kelto.Name";
+    EXPECT_TRUE(std::filesystem::exists(socketPath));
+
+    // The same name again in this process gives the same port, and the info is not taken.
+    CFMessagePortRef same =
+        CFMessagePortCreateLocal(nullptr, CFSTR("com.kelto.Name"), nullptr, &context, &shouldFree);
+    EXPECT_EQ(same, port);
+    EXPECT_TRUE(shouldFree);
+    CFRelease(same);
+
+    EXPECT_EQ(CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Nobody")), nullptr);
+
+    CFMessagePortSetInvalidationCallBack(port, [](CFMessagePortRef, void*) { ++invalidations; });
+    CFMessagePortInvalidate(port);
+    CFMessagePortInvalidate(port);
+    EXPECT_FALSE(CFMessagePortIsValid(port));
+    EXPECT_EQ(invalidations, 1);
+    EXPECT_EQ(releases, 1);
+    EXPECT_FALSE(std::filesystem::exists(socketPath));
+    EXPECT_EQ(CFMessagePortCreateRunLoopSource(nullptr, port, 0), nullptr);
+    // Set on an invalid port, the call-back runs at once.
+    CFMessagePortSetInvalidationCallBack(port, [](CFMessagePortRef, void*) { ++invalidations; });
+    EXPECT_EQ(invalidations, 2);
+    CFRelease(port);
+    EXPECT_EQ(releases, 1);
+
+    CFMessagePortRef reborn =
+        CFMessagePortCreateLocal(nullptr, CFSTR("com.kelto.Name"), nullptr, nullptr, &shouldFree);
+    ASSERT_NE(reborn, nullptr);
+    CFRelease(reborn); // releasing the last reference invalidates it too
+    EXPECT_FALSE(std::filesystem::exists(socketPath));
+}
+
+TEST_F(CFMessagePortTests, AwkwardNamesAreKeptInsideTheDirectory)
+{
+    EXPECT_EQ(PortDirectory::FileName("com.kelto.Touch-1_a"), "com.kelto.Touch-1_a");
+    EXPECT_EQ(PortDirectory::FileName("../x"), "%2E.%2Fx");
+    EXPECT_EQ(PortDirectory::FileName("a b/\xC3\xA9"), "a%20b%2F%C3%A9");
+
+    CServedPort server(CFSTR("../escape/attempt"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    EXPECT_TRUE(std::filesystem::exists(mDirectory.Path() + "/%2E.%2Fescape%2Fattempt"));
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("../escape/attempt"));
+    ASSERT_NE(remote, nullptr);
+    std::string reply;
+    EXPECT_EQ(Send(remote, 1, "ok", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "ok");
+    CFRelease(remote);
+}
+
+TEST_F(CFMessagePortTests, APortDirectoryOpenToOthersIsRefused)
+{
+    std::string error;
+    EXPECT_TRUE(PortDirectory::Check(mDirectory.Path(), &error)) << error;
+    ASSERT_EQ(chmod(mDirectory.Path().c_str(), 0755), 0);
+    EXPECT_FALSE(PortDirectory::Check(mDirectory.Path(), &error));
+    EXPECT_NE(error.find("open to group or others"), std::string::npos);
+    Boolean shouldFree = false;
+    EXPECT_EQ(
+        CFMessagePortCreateLocal(nullptr, CFSTR("com.kelto.Open"), nullptr, nullptr, &shouldFree),
+        nullptr);
+    EXPECT_TRUE(shouldFree);
+
+    const std::string link = mDirectory.Path() + "-link";
+    ASSERT_EQ(chmod(mDirectory.Path().c_str(), 0700), 0);
+    ASSERT_EQ(symlink(mDirectory.Path().c_str(), link.c_str()), 0);
+    EXPECT_FALSE(PortDirectory::Check(link, &error));
+    unlink(link.c_str());
+}
+
+// While a request waits, the call-back serving it sends another request over the same
+// remote port; the inner reply comes back first and each request still gets its own.
+TEST_F(CFMessagePortTests, NestedRequestsOverOneRemotePortGetTheirOwnReplies)
+{
+    CFMessagePortRef remote = nullptr;
+    std::vector<std::string> order;
+    CServedPort server(CFSTR("com.kelto.Nested"),
+                       [&](SInt32 msgid, CFDataRef data) -> CFDataRef
+                       {
+                           const std::string text = Text(data);
+                           if (msgid == 2)
+                           {
+                               order.push_back("inner served");
+                               return MakeData("inner(" + text + ")");
+                           }
+                           std::string inner;
+                           EXPECT_EQ(Send(remote, 2, text + "-nested", inner),
+                                     kCFMessagePortSuccess);
+                           order.push_back("inner replied");
+                           return MakeData("outer(" + text + ") saw " + inner);
+                       });
+    ASSERT_NE(server.mPort, nullptr);
+    remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Nested"));
+    ASSERT_NE(remote, nullptr);
+    std::string reply;
+    EXPECT_EQ(Send(remote, 1, "a", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "outer(a) saw inner(a-nested)");
+    EXPECT_EQ(order, (std::vector<std::string>{"inner served", "inner replied"}));
+    CFRelease(remote);
+}
+
+TEST_F(CFMessagePortTests, AReplyAfterItsTimeOutIsDroppedNotGivenToTheNextRequest)
+{
+    CServedPort server(CFSTR("com.kelto.Late"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Late"));
+    ASSERT_NE(remote, nullptr);
+
+    // The server is not in this mode, so the request is not served while it waits.
+    std::string reply;
+    EXPECT_EQ(Send(remote, 1, "late", reply, 0.1, CFSTR("TestModeWithoutServer")),
+              kCFMessagePortReceiveTimeout);
+    EXPECT_EQ(server.mRequests, 0);
+    EXPECT_TRUE(CFMessagePortIsValid(remote));
+    // Now it is served, and its reply is written back to nobody waiting.
+    EXPECT_TRUE(RunUntil([&] { return server.mRequests == 1; }));
+    EXPECT_EQ(Send(remote, 1, "fresh", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "fresh");
+    CFRelease(remote);
+}
+
+// Unix socket helpers for clients that do not follow the protocol.
+int RawConnect(const std::string& path)
+{
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Reads until end of stream while running the loop; true when the server closed.
+bool ServerClosed(int fd)
+{
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+    bool closed = false;
+    RunUntil(
+        [&]
+        {
+            char buffer[65536];
+            for (;;)
+            {
+                const ssize_t count = recv(fd, buffer, sizeof buffer, 0);
+                if (count == 0 || (count < 0 && errno == ECONNRESET))
+                {
+                    closed = true;
+                }
+                if (count <= 0)
+                {
+                    break;
+                }
+            }
+            return closed;
+        });
+    return closed;
+}
+
+TEST_F(CFMessagePortTests, AMisbehavingClientIsDroppedAndOthersAreStillServed)
+{
+    CServedPort server(CFSTR("com.kelto.Robust"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    const std::string path = mDirectory.Path() + "/com.kelto.Robust";
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Robust"));
+    ASSERT_NE(remote, nullptr);
+
+    // Garbage, a length beyond the limit, and a frame cut off by the end of the stream.
+    const std::vector<UInt8> oversized =
+        EncodePortFrame(kPortRequestMagic, 1, 1, nullptr, 0); // length patched below
+    std::vector<std::vector<UInt8>> attacks = {{'G', 'E', 'T', ' ', '/'}, oversized};
+    attacks[1][12] = 0xFF, attacks[1][13] = 0xFF, attacks[1][14] = 0xFF, attacks[1][15] = 0x7F;
+    for (const auto& attack : attacks)
+    {
+        const int fd = RawConnect(path);
+        ASSERT_GE(fd, 0);
+        ASSERT_EQ(write(fd, attack.data(), attack.size()), static_cast<ssize_t>(attack.size()));
+        EXPECT_TRUE(ServerClosed(fd));
+        close(fd);
+        std::string reply;
+        EXPECT_EQ(Send(remote, 1, "still here", reply), kCFMessagePortSuccess);
+        EXPECT_EQ(reply, "still here");
+    }
+    const int fd = RawConnect(path);
+    const std::vector<UInt8> whole =
+        EncodePortFrame(kPortRequestMagic, 7, 1, reinterpret_cast<const UInt8*>("abcd"), 4);
+    ASSERT_EQ(write(fd, whole.data(), whole.size() - 1), static_cast<ssize_t>(whole.size() - 1));
+    shutdown(fd, SHUT_WR);
+    EXPECT_TRUE(ServerClosed(fd));
+    close(fd);
+    EXPECT_EQ(server.mRequests, 2); // only the well-formed requests reached the call-back
+    CFRelease(remote);
+}
+
+TEST_F(CFMessagePortTests, AClientThatStopsReadingIsDroppedWithoutStallingTheLoop)
+{
+    CServedPort server(CFSTR("com.kelto.Reader"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Reader"));
+    const int fd = RawConnect(mDirectory.Path() + "/com.kelto.Reader");
+    ASSERT_GE(fd, 0);
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+
+    // Keep sending 1 MiB echo requests and never read a reply.
+    const std::string payload(1 << 20, 'p');
+    const std::vector<UInt8> frame = EncodePortFrame(
+        kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(payload.data()), payload.size());
+    size_t offset = 0;
+    bool dropped = false;
+    int served = 0;
+    RunUntil(
+        [&]
+        {
+            const ssize_t count =
+                send(fd, frame.data() + offset, frame.size() - offset, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (count > 0)
+            {
+                offset = (offset + static_cast<size_t>(count)) % frame.size();
+            }
+            else if (count < 0 && errno != EAGAIN)
+            {
+                dropped = true; // EPIPE or ECONNRESET: the server closed on us
+            }
+            // Meanwhile a well-behaved client is answered.
+            std::string reply;
+            if (Send(remote, 2, "ping", reply, 5.0) == kCFMessagePortSuccess && reply == "ping")
+            {
+                ++served;
+            }
+            return dropped;
+        },
+        60.0);
+    EXPECT_TRUE(dropped);
+    EXPECT_GT(served, 0);
+    close(fd);
+    CFRelease(remote);
+}
+
+// Fault injection: replacement system calls.
+int gCalls = 0;
+
+TEST_F(CFMessagePortTests, ShortWritesAndInterruptedCallsAreResumed)
+{
+    static SPortTransport faulty;
+    faulty = SystemPortTransport();
+    gCalls = 0;
+    faulty.send = [](int fd, const void* buffer, size_t length, int flags) -> ssize_t
+    {
+        if (++gCalls % 3 == 0)
+        {
+            errno = EINTR;
+            return -1;
+        }
+        // Not much shorter: each write costs the socket a buffer of its own, and the server
+        // (on this thread) reads only once the request is written.
+        return SystemPortTransport().send(fd, buffer, length < 61 ? length : 61, flags);
+    };
+    faulty.recv = [](int fd, void* buffer, size_t length, int flags) -> ssize_t
+    {
+        if (++gCalls % 5 == 0)
+        {
+            errno = EINTR;
+            return -1;
+        }
+        return SystemPortTransport().recv(fd, buffer, length < 5 ? length : 5, flags);
+    };
+    SetPortTransport(&faulty);
+
+    CServedPort server(CFSTR("com.kelto.Faults"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Faults"));
+    ASSERT_NE(remote, nullptr);
+    std::string payload;
+    for (int i = 0; i < 3000; ++i)
+    {
+        payload.push_back(static_cast<char>('a' + i % 26));
+    }
+    std::string reply;
+    EXPECT_EQ(Send(remote, 1, payload, reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, payload);
+    EXPECT_GT(gCalls, 1000); // the faults were really in the path: 1200 reads of 5 bytes
+    CFRelease(remote);
+}
+
+TEST_F(CFMessagePortTests, AFailingConnectOrWriteGivesNoPortOrATransportError)
+{
+    CServedPort server(CFSTR("com.kelto.Broken"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+
+    static SPortTransport faulty;
+    faulty = SystemPortTransport();
+    faulty.connect = [](int, const sockaddr*, socklen_t) -> int
+    {
+        errno = ECONNREFUSED;
+        return -1;
+    };
+    SetPortTransport(&faulty);
+    EXPECT_EQ(CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken")), nullptr);
+    SetPortTransport(nullptr);
+
+    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
+    ASSERT_NE(remote, nullptr);
+    static int invalidations = 0;
+    invalidations = 0;
+    CFMessagePortSetInvalidationCallBack(remote, [](CFMessagePortRef, void*) { ++invalidations; });
+    faulty = SystemPortTransport();
+    faulty.send = [](int, const void*, size_t, int) -> ssize_t
+    {
+        errno = EPIPE;
+        return -1;
+    };
+    SetPortTransport(&faulty);
+    std::string reply;
+    EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortTransportError);
+    EXPECT_FALSE(CFMessagePortIsValid(remote));
+    EXPECT_EQ(invalidations, 1);
+    EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortIsInvalid);
+    SetPortTransport(nullptr);
+    CFRelease(remote);
+
+    // A new remote port connects again.
+    remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
+    ASSERT_NE(remote, nullptr);
+    EXPECT_EQ(Send(remote, 1, "back", reply), kCFMessagePortSuccess);
+    EXPECT_EQ(reply, "back");
+    CFRelease(remote);
+}
+} // namespace

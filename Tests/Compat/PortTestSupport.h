@@ -1,0 +1,74 @@
+// Shared by the message port tests: an isolated port directory per test, CF data helpers,
+// and running the loop until a condition holds (bounded in time).
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include <sys/stat.h>
+
+namespace PortTestSupport
+{
+// Points KELTO_PORT_DIR at a fresh 0700 directory for the life of the object.
+class CScopedPortDirectory
+{
+public:
+    CScopedPortDirectory()
+    {
+        char pattern[] = "/tmp/kel_ports_XXXXXX";
+        if (mkdtemp(pattern) == nullptr)
+        {
+            ADD_FAILURE() << "mkdtemp failed";
+        }
+        mPath = pattern;
+        setenv("KELTO_PORT_DIR", mPath.c_str(), 1);
+    }
+    ~CScopedPortDirectory()
+    {
+        unsetenv("KELTO_PORT_DIR");
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+    const std::string& Path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+inline CFDataRef MakeData(const std::string& bytes)
+{
+    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                        static_cast<CFIndex>(bytes.size()));
+}
+
+inline std::string Text(CFDataRef data)
+{
+    if (data == nullptr)
+    {
+        return "<null>";
+    }
+    return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                       static_cast<size_t>(CFDataGetLength(data)));
+}
+
+// Runs the current loop in `mode` until `done()` or `seconds` pass; returns done().
+inline bool RunUntil(const std::function<bool()>& done, double seconds = 10.0,
+                     CFStringRef mode = kCFRunLoopDefaultMode)
+{
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                              std::chrono::duration<double>(seconds));
+    while (!done() && std::chrono::steady_clock::now() < deadline)
+    {
+        CFRunLoopRunInMode(mode, 0.02, true);
+    }
+    return done();
+}
+} // namespace PortTestSupport
