@@ -1,4 +1,4 @@
-#include "Bench/Support/CLatencyRecorder.h"
+#include "Bench/Support/LatencySummary.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,26 +23,14 @@ std::int64_t Percentile(std::vector<std::int64_t>& samples_IO, double percent_I)
     return *nth;
 }
 
-std::vector<std::int64_t>& CLatencyRecorder::Slot(size_t thread_I, size_t expected_I)
+SLatencySummary Summarize(std::vector<std::int64_t> samples_I,
+                          std::chrono::steady_clock::duration wall_I)
 {
-    std::vector<std::int64_t>& slot = mSlots.at(thread_I);
-    slot.clear();
-    slot.reserve(expected_I);
-    return slot;
-}
-
-SLatencySummary CLatencyRecorder::Summarize(size_t threads_I, Clock::duration wall_I)
-{
-    std::vector<std::int64_t> all;
-    for (size_t thread = 0; thread < threads_I && thread < mSlots.size(); ++thread)
-    {
-        all.insert(all.end(), mSlots[thread].begin(), mSlots[thread].end());
-    }
     SLatencySummary summary;
-    summary.mCount = all.size();
-    summary.mP50Microseconds = static_cast<double>(Percentile(all, 50)) / 1000.0;
-    summary.mP99Microseconds = static_cast<double>(Percentile(all, 99)) / 1000.0;
+    summary.mCount = samples_I.size();
+    summary.mP50Microseconds = static_cast<double>(Percentile(samples_I, 50)) / 1000.0;
+    summary.mP99Microseconds = static_cast<double>(Percentile(samples_I, 99)) / 1000.0;
     const double seconds = std::chrono::duration<double>(wall_I).count();
-    summary.mRequestsPerSecond = seconds > 0 ? static_cast<double>(all.size()) / seconds : 0;
+    summary.mRequestsPerSecond = seconds > 0 ? static_cast<double>(summary.mCount) / seconds : 0;
     return summary;
 }

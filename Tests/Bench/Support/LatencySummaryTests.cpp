@@ -1,4 +1,4 @@
-#include "Bench/Support/CLatencyRecorder.h"
+#include "Bench/Support/LatencySummary.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <random>
 #include <stdexcept>
 
-TEST(CLatencyRecorderTests, PercentileIsTheNearestRankWhateverTheOrder)
+TEST(LatencySummaryTests, PercentileIsTheNearestRankWhateverTheOrder)
 {
     std::vector<std::int64_t> samples;
     for (std::int64_t i = 1; i <= 200; ++i)
@@ -34,28 +34,18 @@ TEST(CLatencyRecorderTests, PercentileIsTheNearestRankWhateverTheOrder)
     EXPECT_THROW(Percentile(tail, 101), std::invalid_argument);
 }
 
-TEST(CLatencyRecorderTests, SummarizeMergesTheRunningThreadsOnly)
+TEST(LatencySummaryTests, SummaryInMicrosecondsAndRequestsPerSecondOfTheWholeRun)
 {
-    CLatencyRecorder recorder;
-    // A slot left from an earlier, wider run must not leak into this one.
-    recorder.Slot(2, 4).assign({999'000, 999'000});
-    for (size_t thread = 0; thread < 2; ++thread)
-    {
-        std::vector<std::int64_t>& slot = recorder.Slot(thread, 100);
-        EXPECT_TRUE(slot.empty());
-        EXPECT_GE(slot.capacity(), 100u);
-        for (int i = 0; i < 50; ++i)
-        {
-            slot.push_back(thread == 0 ? 2'000 : 4'000); // 2 and 4 microseconds
-        }
-    }
-    const SLatencySummary summary = recorder.Summarize(2, std::chrono::milliseconds(50));
+    std::vector<std::int64_t> samples(50, 2'000); // 2 microseconds
+    samples.insert(samples.end(), 50, 4'000);
+    const SLatencySummary summary = Summarize(samples, std::chrono::milliseconds(50));
     EXPECT_EQ(summary.mCount, 100u);
     EXPECT_DOUBLE_EQ(summary.mP50Microseconds, 2.0);
     EXPECT_DOUBLE_EQ(summary.mP99Microseconds, 4.0);
     EXPECT_DOUBLE_EQ(summary.mRequestsPerSecond, 2000.0);
 
-    EXPECT_EQ(recorder.Slot(0, 0).size(), 0u);
-    EXPECT_THROW(recorder.Slot(CLatencyRecorder::kMaxThreads, 1), std::out_of_range);
-    EXPECT_DOUBLE_EQ(recorder.Summarize(1, std::chrono::seconds(0)).mRequestsPerSecond, 0.0);
+    const SLatencySummary empty = Summarize({}, std::chrono::seconds(0));
+    EXPECT_EQ(empty.mCount, 0u);
+    EXPECT_DOUBLE_EQ(empty.mRequestsPerSecond, 0.0);
+    EXPECT_DOUBLE_EQ(empty.mP99Microseconds, 0.0);
 }
