@@ -558,7 +558,11 @@ void AddWatcher(CFRunLoopRef rl, const std::shared_ptr<IFdHandler>& handler)
         }
         loop->mWatchers.emplace_back(handler, 1);
     }
-    CFRunLoopWakeUp(rl);
+    // A loop waiting in poll() must look again; the calling thread's own loop is not waiting.
+    if (tThreadLoop.mLoop != rl)
+    {
+        CFRunLoopWakeUp(rl);
+    }
 }
 
 void RemoveWatcher(CFRunLoopRef rl, const IFdHandler* handler)
