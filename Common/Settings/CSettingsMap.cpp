@@ -333,13 +333,15 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromJSONNode(const std::string& 
             ++pos;
             if (value)
             {
-                auto text = std::dynamic_pointer_cast<CSettingsString>(value);
-                if (c == '}' && key == CSettingsBytes::kJSONKey && text)
+                if (c == '}' && key == CSettingsBytes::kJSONKey)
                 {
-                    value =
-                        CSettingsBytes::New(StringUtilities::GetBytesFromBase64(text->GetValue()));
+                    if (auto text = std::dynamic_pointer_cast<CSettingsString>(value))
+                    {
+                        value = CSettingsBytes::New(
+                            StringUtilities::GetBytesFromBase64(text->GetValue()));
+                    }
                 }
-                map->SetKeyAndObject(key, value);
+                map->SetKeyAndObject(key, std::move(value));
                 value = nullptr;
             }
             if (c == '}')
