@@ -8,6 +8,7 @@
 #include "Common/Settings/CSettingsString.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
@@ -27,6 +28,33 @@ struct SConfigError : std::runtime_error
 [[noreturn]] void Refuse(const std::string& where_I, const std::string& what_I)
 {
     throw SConfigError(where_I + ": " + what_I);
+}
+
+// Text from the file, quoted for a one-line message: control characters and bytes above
+// 0x7E are written \xNN, and a long text is cut.
+std::string Quote(const std::string& text_I)
+{
+    constexpr size_t kMaxShown = 64;
+    std::string quoted = "\"";
+    for (size_t i = 0; i < text_I.size() && i < kMaxShown; ++i)
+    {
+        const auto c = static_cast<unsigned char>(text_I[i]);
+        if (c < 0x20 || c > 0x7E || c == '"' || c == '\\')
+        {
+            char escaped[8];
+            std::snprintf(escaped, sizeof(escaped), "\\x%02X", c);
+            quoted += escaped;
+        }
+        else
+        {
+            quoted += static_cast<char>(c);
+        }
+    }
+    if (text_I.size() > kMaxShown)
+    {
+        quoted += "...";
+    }
+    return quoted + "\"";
 }
 
 std::string Join(const std::string& parent_I, const std::string& key_I)
@@ -50,7 +78,7 @@ void CheckKeys(const CSettingsMap& map_I, const std::string& where_I,
                 list += name;
             }
             Refuse(where_I.empty() ? std::string("configuration") : where_I,
-                   "unknown key \"" + key + "\" (known: " + list + ")");
+                   "unknown key " + Quote(key) + " (known: " + list + ")");
         }
     }
 }
@@ -199,7 +227,7 @@ SSimFault ReadFault(const CSettingsMap& map_I, const std::string& where_I)
     if (!kind)
     {
         Refuse(Join(where_I, "Request"),
-               "unknown request \"" + request + "\" (known: " + SimRequestKindNames() + ")");
+               "unknown request " + Quote(request) + " (known: " + SimRequestKindNames() + ")");
     }
     fault.request = *kind;
 
@@ -224,7 +252,7 @@ SSimFault ReadFault(const CSettingsMap& map_I, const std::string& where_I)
     else
     {
         Refuse(Join(where_I, "Action"),
-               "unknown action \"" + action + "\" (known: slow, hang, empty, exit)");
+               "unknown action " + Quote(action) + " (known: slow, hang, empty, exit)");
     }
 
     if (Has(map_I, "Command"))
@@ -234,8 +262,8 @@ SSimFault ReadFault(const CSettingsMap& map_I, const std::string& where_I)
         if (!fault.command)
         {
             Refuse(Join(where_I, "Command"),
-                   "unknown command \"" + command +
-                       "\" (known: DoNothing, Get, Set, Create, Destroy, Flush, GetDefault, "
+                   "unknown command " + Quote(command) +
+                       " (known: DoNothing, Get, Set, Create, Destroy, Flush, GetDefault, "
                        "Subscribe, Unsubscribe)");
         }
     }
@@ -307,7 +335,7 @@ void ReadTop(const CSettingsMap& map_I, SSimDriverConfig& config_O)
     config_O.version = FileVersion(version, /*bIsWeb_I=*/false);
     if (!config_O.version.IsValid())
     {
-        Refuse("Version", "must be a version such as \"6.1.2\", not \"" + version + "\"");
+        Refuse("Version", "must be a version such as \"6.1.2\", not " + Quote(version));
     }
     config_O.packetMessaging = config_O.version >= SimPacketMessagingVersion(config_O.portName);
     if (Has(map_I, "PacketMessaging"))
@@ -320,7 +348,7 @@ void ReadTop(const CSettingsMap& map_I, SSimDriverConfig& config_O)
         std::string order = String(map_I, "ByteOrder", "ByteOrder");
         if (order != "same" && order != "other")
         {
-            Refuse("ByteOrder", "must be \"same\" or \"other\", not \"" + order + "\"");
+            Refuse("ByteOrder", "must be \"same\" or \"other\", not " + Quote(order));
         }
         config_O.otherByteOrder = order == "other";
     }

@@ -48,9 +48,12 @@ std::vector<std::uint8_t> TransitRecordBytes(ECommand command, const std::vector
     }
     record.sizeOfData = Order(static_cast<std::uint32_t>(data.size()), reverse);
     record.command = Order(command, reverse);
-    std::vector<std::uint8_t> bytes(kTransitRecordHeaderSize);
+    std::vector<std::uint8_t> bytes(kTransitRecordHeaderSize + data.size());
     std::memcpy(bytes.data(), &record, kTransitRecordHeaderSize);
-    bytes.insert(bytes.end(), data.begin(), data.end());
+    if (!data.empty())
+    {
+        std::memcpy(bytes.data() + kTransitRecordHeaderSize, data.data(), data.size());
+    }
     return bytes;
 }
 
@@ -132,10 +135,10 @@ TEST(CSimDriverResponder, LegacyDriverTakesOnlyTransitRecords)
     EXPECT_FALSE(Send(driver, kMessageIDEventPacket, EncodeSimPacket(request, false)));
 
     // The coordinator's probe: a zeroed version as room for the answer.
-    std::optional<std::vector<std::uint8_t>> reply = Send(
-        driver, kMessageIDTransitRecord,
-        TransitRecordBytes(ECommandGet, {{EObjectIDDriver}, {EParameterIDFileVersion}},
-                           std::vector<std::uint8_t>(5, 0), false));
+    std::optional<std::vector<std::uint8_t>> reply =
+        Send(driver, kMessageIDTransitRecord,
+             TransitRecordBytes(ECommandGet, {{EObjectIDDriver}, {EParameterIDFileVersion}},
+                                std::vector<std::uint8_t>(5, 0), false));
     ASSERT_TRUE(reply);
     SReturn result = ReadReturn(*reply, false);
     EXPECT_EQ(result.status, KELSTATUS_SUCCESS);
@@ -178,11 +181,11 @@ TEST(CSimDriverResponder, TransitRecordsAreReadAndAnsweredInTheDriversOrderWithi
         EXPECT_EQ(result.size, 2u);
 
         // Failures travel in the return record.
-        reply = Send(driver, kMessageIDTransitRecord,
-                     TransitRecordBytes(ECommandSet,
-                                        {{EObjectIDDriver}, LocalTablet(9),
-                                         {EParameterIDTabletSystemID}},
-                                        Bytes<std::uint16_t>(1), reverse));
+        reply =
+            Send(driver, kMessageIDTransitRecord,
+                 TransitRecordBytes(
+                     ECommandSet, {{EObjectIDDriver}, LocalTablet(9), {EParameterIDTabletSystemID}},
+                     Bytes<std::uint16_t>(1), reverse));
         ASSERT_TRUE(reply);
         EXPECT_EQ(ReadReturn(*reply, reverse).status, KELSTATUS_OBJECT_NOT_FOUND);
     }
@@ -209,26 +212,27 @@ TEST(CSimDriverResponder, MalformedTransitRecordsGetNoReply)
     std::memcpy(huge.data() + offsetof(TransitRecord, sizeOfData), &tooMuch, 4);
     EXPECT_FALSE(Send(driver, kMessageIDTransitRecord, huge));
 
-    EXPECT_FALSE(Send(driver, kMessageIDTransitRecord,
-                      TransitRecordBytes(static_cast<ECommand>(10), kSystemIDOfTablet0, {}, false)));
+    EXPECT_FALSE(
+        Send(driver, kMessageIDTransitRecord,
+             TransitRecordBytes(static_cast<ECommand>(10), kSystemIDOfTablet0, {}, false)));
     EXPECT_FALSE(Send(driver, kMessageIDTransitRecord,
                       TransitRecordBytes(ECommandGet,
                                          {{EObjectIDDriver, 0, static_cast<EAddressingMode>(7)}},
                                          {}, false)));
-    EXPECT_FALSE(Send(driver, kMessageIDTransitRecord,
-                      TransitRecordBytes(ECommandGet,
-                                         {{static_cast<EEventIdentifier>(0xFFFF)}}, {}, false)));
+    EXPECT_FALSE(Send(
+        driver, kMessageIDTransitRecord,
+        TransitRecordBytes(ECommandGet, {{static_cast<EEventIdentifier>(0xFFFF)}}, {}, false)));
     // Ten keys are more than a packet holds.
     std::vector<SKey> tenKeys(10, SKey{EObjectIDDriver});
-    EXPECT_FALSE(Send(driver, kMessageIDTransitRecord,
-                      TransitRecordBytes(ECommandGet, tenKeys, {}, false)));
+    EXPECT_FALSE(
+        Send(driver, kMessageIDTransitRecord, TransitRecordBytes(ECommandGet, tenKeys, {}, false)));
 
     // A string key arrives without its string (only the reference travels).
-    std::optional<std::vector<std::uint8_t>> reply = Send(
-        driver, kMessageIDTransitRecord,
-        TransitRecordBytes(ECommandGet, {{EObjectIDDriver, 0x1234, EAddrModeByString},
-                                         {EParameterIDName}},
-                           std::vector<std::uint8_t>(64), false));
+    std::optional<std::vector<std::uint8_t>> reply =
+        Send(driver, kMessageIDTransitRecord,
+             TransitRecordBytes(ECommandGet,
+                                {{EObjectIDDriver, 0x1234, EAddrModeByString}, {EParameterIDName}},
+                                std::vector<std::uint8_t>(64), false));
     ASSERT_TRUE(reply);
     EXPECT_EQ(ReadReturn(*reply, false).status, KELSTATUS_SUCCESS);
 }
@@ -266,8 +270,8 @@ TEST(CSimDriverResponder, AppleEventsGetAReplyWithErrnFirstAndTheDriversName)
     AEDisposeDesc(&item);
     char name[64] = {};
     Size size = 0;
-    ASSERT_EQ(AEGetParamPtr(&answer, keyDirectObject, typeUTF8Text, nullptr, name,
-                            sizeof(name) - 1, &size),
+    ASSERT_EQ(AEGetParamPtr(&answer, keyDirectObject, typeUTF8Text, nullptr, name, sizeof(name) - 1,
+                            &size),
               noErr);
     EXPECT_EQ(std::string(name, static_cast<size_t>(size)), "Kelto test");
     AEDisposeDesc(&answer);

@@ -128,6 +128,8 @@ TEST(SimDriverConfigReader, RefusesEachMistakeWithALineNamingTheKey)
         {"{" + kKelto + R"(, "Version": "six"})", "Version: must be a version such as"},
         {"{" + kKelto + R"(, "Version": 6})", "Version: must be a string"},
         {head + R"("Tablet": []})", "unknown key \"Tablet\""},
+        // Text from the file stays on the one line.
+        {head + "\"Bad\nKey\\\"\": 1}", "unknown key \"Bad\\x0AKey\\x22\" (known: Name,"},
         {head + R"("ByteOrder": "big"})", "ByteOrder: must be \"same\" or \"other\""},
         {head + R"("EndiannessReply": 256})",
          "EndiannessReply: must be an integer from -1 to 255, not 256"},

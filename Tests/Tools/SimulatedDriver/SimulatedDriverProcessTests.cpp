@@ -26,8 +26,8 @@ const std::string kPenPort = "com.kelto.PenTabletDriverMessageServer";
 std::string Config(const std::string& port, const std::string& version,
                    const std::string& more = "")
 {
-    return R"({"Name": "driver on )" + port + R"(", "PortName": ")" + port +
-           R"(", "Version": ")" + version + R"(", "Tablets": [{"SystemID": 5}, {"SystemID": 7}])" +
+    return R"({"Name": "driver on )" + port + R"(", "PortName": ")" + port + R"(", "Version": ")" +
+           version + R"(", "Tablets": [{"SystemID": 5}, {"SystemID": 7}])" +
            (more.empty() ? "" : ", " + more) + "}";
 }
 
@@ -54,8 +54,8 @@ std::uint16_t GetSystemID(CMacDriverInterface& port, std::uint32_t index,
                           const std::vector<std::uint8_t>& room = {})
 {
     CEventPacket packet;
-    Build(packet, ECommandGet, {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}},
-          room);
+    Build(packet, ECommandGet,
+          {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}}, room);
     EXPECT_EQ(Send(port, packet), KELSTATUS_SUCCESS);
     return packet.UnPackData_<std::uint16_t>(0xEEEE);
 }
@@ -63,8 +63,8 @@ std::uint16_t GetSystemID(CMacDriverInterface& port, std::uint32_t index,
 KELSTATUS SetSystemID(CMacDriverInterface& port, std::uint32_t index, std::uint16_t id)
 {
     CEventPacket packet;
-    Build(packet, ECommandSet, {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}},
-          Bytes(id));
+    Build(packet, ECommandSet,
+          {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}}, Bytes(id));
     return Send(port, packet);
 }
 
@@ -94,9 +94,9 @@ std::unique_ptr<CMacMessagingClient> Client(const std::string& name, double rece
 {
     std::unique_ptr<CMacMessagingClient> client;
     CFStringRef portName = CFStringCreateWithCString(nullptr, name.c_str(), kCFStringEncodingUTF8);
-    EXPECT_EQ(CMacMessagingClient::AllocateAndInitInstance(client, portName, 2.0, receiveTimeout,
-                                                           true),
-              KELSTATUS_SUCCESS);
+    EXPECT_EQ(
+        CMacMessagingClient::AllocateAndInitInstance(client, portName, 2.0, receiveTimeout, true),
+        KELSTATUS_SUCCESS);
     CFRelease(portName);
     return client;
 }
@@ -117,15 +117,15 @@ TEST(SimulatedDriverProcess, PacketDriverOfEitherByteOrderServesTheCoordinatorsP
         SCOPED_TRACE(other ? "other byte order" : "same byte order");
         ScopedPortDirectory ports;
         SimulatedDriverProcess driver(
-            ports.Path(),
-            Config(kKeltoPort, "6.3.0", other ? R"("ByteOrder": "other")" : ""));
+            ports.Path(), Config(kKeltoPort, "6.3.0", other ? R"("ByteOrder": "other")" : ""));
         ASSERT_TRUE(driver.WaitUntilServed()) << driver.Log();
 
         SDriverPort coordinator('KlKT', kKeltoPort);
         EXPECT_EQ(GetSystemID(coordinator.port, 0), 5);
         // The probe went as a transit record, with the driver's order for its header, and
         // the version said packets.
-        EXPECT_EQ(coordinator.port.GetMessagingType(), CMacDriverInterface::kMessagingTypeEventPacket);
+        EXPECT_EQ(coordinator.port.GetMessagingType(),
+                  CMacDriverInterface::kMessagingTypeEventPacket);
         EXPECT_EQ(coordinator.port.GetRemoteEndianness(), other ? 2 : 1);
         EXPECT_EQ(GetSystemID(coordinator.port, 2), 0xFFFF);
 
@@ -136,7 +136,8 @@ TEST(SimulatedDriverProcess, PacketDriverOfEitherByteOrderServesTheCoordinatorsP
         CEventPacket packet;
         Build(packet, ECommandSet, {{EObjectIDDriver}, {EParameterIDTabletBlock}}, block);
         ASSERT_EQ(Send(coordinator.port, packet), KELSTATUS_SUCCESS);
-        Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDSize, EParameterIDTabletBlock}});
+        Build(packet, ECommandGet,
+              {{EObjectIDDriver}, {EParameterIDSize, EParameterIDTabletBlock}});
         ASSERT_EQ(Send(coordinator.port, packet), KELSTATUS_SUCCESS);
         EXPECT_EQ(packet.UnPackData_<std::uint32_t>(0), 48u);
         Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDTabletBlock}});
@@ -177,7 +178,8 @@ TEST(SimulatedDriverProcess, LegacyDriverOfEitherByteOrderAnswersInTransitRecord
         Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}});
         CFDataRef request = PacketData(packet);
         CFDataRef reply = nullptr;
-        EXPECT_EQ(client->SendRawRequest(kMessageIDEventPacket, request, &reply), KELSTATUS_SUCCESS);
+        EXPECT_EQ(client->SendRawRequest(kMessageIDEventPacket, request, &reply),
+                  KELSTATUS_SUCCESS);
         EXPECT_EQ(reply, nullptr);
         CFRelease(request);
         EXPECT_EQ(driver.Log().find("'KEPK' get system-id"), std::string::npos) << driver.Log();
@@ -232,8 +234,7 @@ TEST(SimulatedDriverProcess, ReloadAddsATabletAndKeepsTheCoordinatorsIDs)
 TEST(SimulatedDriverProcess, FaultsSlowEmptyHangAndExit)
 {
     ScopedPortDirectory ports;
-    SimulatedDriverProcess driver(
-        ports.Path(), Config(kKeltoPort, "6.3.0", R"("Faults": [
+    SimulatedDriverProcess driver(ports.Path(), Config(kKeltoPort, "6.3.0", R"("Faults": [
             {"Request": "last-tablet-used", "Action": "slow", "Milliseconds": 300, "Times": 1},
             {"Request": "tablet-count", "Action": "empty", "Times": 1},
             {"Request": "byte-order", "Action": "hang", "Milliseconds": 60000}])"));
@@ -303,8 +304,8 @@ TEST(SimulatedDriverProcess, AppleEventsComeBackWithTheDriversAnswer)
     ASSERT_EQ(toKelto.port.ForwardAppleEvent(&event, &reply), noErr);
     char name[128] = {};
     Size size = 0;
-    ASSERT_EQ(AEGetParamPtr(&reply, keyDirectObject, typeUTF8Text, nullptr, name,
-                            sizeof(name) - 1, &size),
+    ASSERT_EQ(AEGetParamPtr(&reply, keyDirectObject, typeUTF8Text, nullptr, name, sizeof(name) - 1,
+                            &size),
               noErr);
     EXPECT_EQ(std::string(name, static_cast<size_t>(size)), "driver on " + kKeltoPort);
     AEDisposeDesc(&reply);
@@ -352,18 +353,21 @@ TEST(SimulatedDriverProcess, HelpIsTheManualOfEveryRequestAndKey)
     ASSERT_EQ(help.WaitForExit(std::chrono::seconds(5)), 0);
     const std::string text = help.Log();
     for (const char* word :
-         {"SYNOPSIS", "SIGUSR1", "KELTO_PORT_DIR", "'ENDI'", "'AEVT'", "PortName", "Version",
-          "PacketMessaging", "ByteOrder", "EndiannessReply", "Tablets", "SystemID", "Model",
-          "TouchCapabilities", "LastTabletUsed", "LastTabletUsedTimestamp", "CountByIndex",
-          "CountByID", "CreateStatus", "IndexStatus", "AppleEvents", "ErrorNumber", "Faults",
-          "Request", "Action", "Milliseconds", "Skip", "Times", "ExitCode", "EXIT STATUS"})
+         {"SYNOPSIS",     "SIGUSR1",           "KELTO_PORT_DIR", "'ENDI'",
+          "'AEVT'",       "PortName",          "Version",        "PacketMessaging",
+          "ByteOrder",    "EndiannessReply",   "Tablets",        "SystemID",
+          "Model",        "TouchCapabilities", "LastTabletUsed", "LastTabletUsedTimestamp",
+          "CountByIndex", "CountByID",         "CreateStatus",   "IndexStatus",
+          "AppleEvents",  "ErrorNumber",       "Faults",         "Request",
+          "Action",       "Milliseconds",      "Skip",           "Times",
+          "ExitCode",     "EXIT STATUS"})
     {
         EXPECT_NE(text.find(word), std::string::npos) << word;
     }
-    for (const char* kind : {"file-version", "system-id", "touch-capabilities", "tablet-block-size",
-                             "tablet-block", "tablet-count", "last-tablet-used-timestamp",
-                             "touch-client", "create", "index", "destroy-tablet", "byte-order",
-                             "apple-event"})
+    for (const char* kind :
+         {"file-version", "system-id", "touch-capabilities", "tablet-block-size", "tablet-block",
+          "tablet-count", "last-tablet-used-timestamp", "touch-client", "create", "index",
+          "destroy-tablet", "byte-order", "apple-event"})
     {
         EXPECT_NE(text.find(kind), std::string::npos) << kind;
     }
