@@ -12,6 +12,11 @@ function(kel_target_defaults target)
     if(KEL_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
+    # libFuzzer's coverage in every target of a fuzz build, so that the fuzzers see into
+    # the libraries they drive and not only into their own file.
+    if(KEL_FUZZ)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
     if(KEL_SANITIZE)
         list(JOIN KEL_SANITIZE "," sanitizers)
         target_compile_options(${target} PRIVATE -fsanitize=${sanitizers} -fno-omit-frame-pointer
