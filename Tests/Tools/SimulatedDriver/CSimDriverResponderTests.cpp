@@ -6,7 +6,6 @@
 #include "Mac/Common/Communication/TransitRecord.h"
 #include "Tests/Tools/SimulatedDriver/SimDriverTestSupport.h"
 #include "Tools/SimulatedDriver/CSimulatedDriver.h"
-#include "Tools/SimulatedDriver/SimPacketWire.h"
 
 #include <AE/AEDataModel.h>
 #include <AE/AERegistry.h>
@@ -77,73 +76,13 @@ const std::vector<SKey> kSystemIDOfTablet0 = {
     {EObjectIDDriver}, LocalTablet(0), {EParameterIDTabletSystemID}};
 } // namespace
 
-TEST(CSimDriverResponder, ByteOrderProbeAnswersTheConfiguredCode)
+TEST(CSimDriverResponder, SilentProbeAndUnknownIDsGetNoReplyData)
 {
     SSimDriverConfig config = TwoTabletConfig();
-    CSimulatedDriver same(config);
-    EXPECT_EQ(Send(same, kMessageIDEndianness, {}), (std::vector<std::uint8_t>{1}));
-    config.otherByteOrder = true;
-    config.endiannessCode = 2;
-    CSimulatedDriver other(config);
-    EXPECT_EQ(Send(other, kMessageIDEndianness, {}), (std::vector<std::uint8_t>{2}));
     config.endiannessCode = -1;
     CSimulatedDriver silent(config);
     EXPECT_FALSE(Send(silent, kMessageIDEndianness, {}));
-    // Unknown message ids get no reply data.
-    EXPECT_FALSE(Send(same, 'XYZW', {1, 2, 3}));
-}
-
-TEST(CSimDriverResponder, PacketsAreAnsweredInTheDriversOrder)
-{
-    for (bool reverse : {false, true})
-    {
-        SSimDriverConfig config = TwoTabletConfig();
-        config.otherByteOrder = reverse;
-        CSimulatedDriver driver(config);
-        CEventPacket request;
-        Build(request, ECommandGet, kSystemIDOfTablet0);
-        // The coordinator writes in its own order whatever the driver's.
-        std::optional<std::vector<std::uint8_t>> reply =
-            Send(driver, kMessageIDEventPacket, EncodeSimPacket(request, false));
-        ASSERT_TRUE(reply);
-        std::uint32_t magic;
-        std::memcpy(&magic, reply->data(), 4);
-        EXPECT_EQ(magic, Order(kSerializedPacketMagic, reverse));
-
-        CEventPacket answer;
-        ASSERT_EQ(answer.DeserializeFromBuffer(reply->data(), reply->size()), KELSTATUS_SUCCESS);
-        EXPECT_EQ(answer.Status(), KELSTATUS_SUCCESS);
-        EXPECT_EQ(answer.UnPackData_<std::uint16_t>(0), 5) << "data in the coordinator's order";
-        EXPECT_EQ(answer.ObjectKey(1)->mAddressingMode, EAddrModeByLocalIndex);
-
-        // A block that does not decode gets no reply at all.
-        std::vector<std::uint8_t> broken = EncodeSimPacket(request, false);
-        broken.resize(broken.size() - 1);
-        EXPECT_FALSE(Send(driver, kMessageIDEventPacket, broken));
-    }
-}
-
-TEST(CSimDriverResponder, LegacyDriverTakesOnlyTransitRecords)
-{
-    SSimDriverConfig config = TwoTabletConfig();
-    config.version = FileVersion(6, 1, 1, FileVersion::EFinalVersion, 0);
-    config.packetMessaging = false;
-    CSimulatedDriver driver(config);
-    CEventPacket request;
-    Build(request, ECommandGet, {{EObjectIDDriver}, {EParameterIDFileVersion}},
-          std::vector<std::uint8_t>(5, 0));
-    EXPECT_FALSE(Send(driver, kMessageIDEventPacket, EncodeSimPacket(request, false)));
-
-    // The coordinator's probe: a zeroed version as room for the answer.
-    std::optional<std::vector<std::uint8_t>> reply =
-        Send(driver, kMessageIDTransitRecord,
-             TransitRecordBytes(ECommandGet, {{EObjectIDDriver}, {EParameterIDFileVersion}},
-                                std::vector<std::uint8_t>(5, 0), false));
-    ASSERT_TRUE(reply);
-    SReturn result = ReadReturn(*reply, false);
-    EXPECT_EQ(result.status, KELSTATUS_SUCCESS);
-    EXPECT_EQ(result.size, 5u);
-    EXPECT_EQ(result.data, (std::vector<std::uint8_t>{6, 1, 1, FileVersion::EFinalVersion, 0}));
+    EXPECT_FALSE(Send(silent, 'XYZW', {1, 2, 3}));
 }
 
 TEST(CSimDriverResponder, TransitRecordsAreReadAndAnsweredInTheDriversOrderWithinTheirRoom)

@@ -186,27 +186,6 @@ TEST(SimulatedDriverProcess, LegacyDriverOfEitherByteOrderAnswersInTransitRecord
     }
 }
 
-TEST(SimulatedDriverProcess, TabletBlockAndIDsOutliveTheCoordinatorsPort)
-{
-    ScopedPortDirectory ports;
-    SimulatedDriverProcess driver(ports.Path(), Config(kKeltoPort, "6.3.0"));
-    ASSERT_TRUE(driver.WaitUntilServed()) << driver.Log();
-    const std::vector<std::uint8_t> block = TabletBlock(1);
-    {
-        SDriverPort first('KlKT', kKeltoPort);
-        CEventPacket packet;
-        Build(packet, ECommandSet, {{EObjectIDDriver}, {EParameterIDTabletBlock}}, block);
-        ASSERT_EQ(Send(first.port, packet), KELSTATUS_SUCCESS);
-        ASSERT_EQ(SetSystemID(first.port, 0, 0), KELSTATUS_SUCCESS);
-    }
-    SDriverPort second('KlKT', kKeltoPort);
-    CEventPacket packet;
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDTabletBlock}});
-    ASSERT_EQ(Send(second.port, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(Data(packet), block);
-    EXPECT_EQ(GetSystemID(second.port, 0), 0);
-}
-
 TEST(SimulatedDriverProcess, ReloadAddsATabletAndKeepsTheCoordinatorsIDs)
 {
     ScopedPortDirectory ports;
