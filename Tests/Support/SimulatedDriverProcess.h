@@ -72,7 +72,8 @@ public:
     const std::string& ConfigPath() const { return mConfigPath; }
 
     // True once the driver's port is served; false when the process ended first or the
-    // start time-out passed.
+    // start time-out passed. (A name that another process serves already counts as served:
+    // a second driver on a taken port is seen by its exit, WaitForExit gives 3.)
     bool WaitUntilServed();
 
     // Whether the process is still running (it is reaped here if it has ended).
