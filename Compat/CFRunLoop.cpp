@@ -243,16 +243,39 @@ void CallCancel(CFRunLoopSourceRef source, CFRunLoopRef rl, const std::string& m
     }
 }
 
+// A mode being run: its name and, once the loop has the mode, the mode's source list. The
+// loop never removes a mode while it lives, so the list is looked up once per run rather
+// than by name at every pass.
+struct SRunMode
+{
+    explicit SRunMode(const std::string& name) : mName(name) {}
+    const std::string& mName;
+    std::vector<CFRunLoopSourceRef>* mSources = nullptr;
+};
+
+// The mode's sources, NULL while the loop has never had the mode; rl->mLock must be held.
+std::vector<CFRunLoopSourceRef>* ModeSources(__CFRunLoop* rl, SRunMode& mode)
+{
+    if (mode.mSources == nullptr)
+    {
+        auto found = rl->mModes.find(mode.mName);
+        if (found != rl->mModes.end())
+        {
+            mode.mSources = &found->second;
+        }
+    }
+    return mode.mSources;
+}
+
 // Appends the sources of a mode to `sources`, retained for the caller, in order; only those
 // with a context (signalled sources) when `signalledOnly`.
-void SnapshotSources(__CFRunLoop* rl, const std::string& mode,
-                     std::vector<CFRunLoopSourceRef>& sources, bool signalledOnly = false)
+void SnapshotSources(__CFRunLoop* rl, SRunMode& mode, std::vector<CFRunLoopSourceRef>& sources,
+                     bool signalledOnly = false)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
-    auto found = rl->mModes.find(mode);
-    if (found != rl->mModes.end())
+    if (const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode))
     {
-        for (CFRunLoopSourceRef source : found->second)
+        for (CFRunLoopSourceRef source : *list)
         {
             if (!signalledOnly || source->mHasContext)
             {
@@ -297,23 +320,28 @@ void ReleaseAll(std::vector<CFRunLoopSourceRef>& sources)
     sources.clear();
 }
 
-bool ModeHasSource(__CFRunLoop* rl, const std::string& mode, CFRunLoopSourceRef source)
+bool ModeHasSource(__CFRunLoop* rl, SRunMode& mode, CFRunLoopSourceRef source)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
-    auto found = rl->mModes.find(mode);
-    return found != rl->mModes.end() &&
-           std::find(found->second.begin(), found->second.end(), source) != found->second.end();
+    const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode);
+    return list != nullptr && std::find(list->begin(), list->end(), source) != list->end();
 }
 
-bool ModeIsEmpty(__CFRunLoop* rl, const std::string& mode)
+bool ModeHasSource(__CFRunLoop* rl, const std::string& name, CFRunLoopSourceRef source)
+{
+    SRunMode mode(name);
+    return ModeHasSource(rl, mode, source);
+}
+
+bool ModeIsEmpty(__CFRunLoop* rl, SRunMode& mode)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
-    auto found = rl->mModes.find(mode);
-    return found == rl->mModes.end() || found->second.empty();
+    const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode);
+    return list == nullptr || list->empty();
 }
 
 // Runs the perform call-back of every signalled source of the mode, in order.
-bool PerformSignaled(__CFRunLoop* rl, const std::string& mode)
+bool PerformSignaled(__CFRunLoop* rl, SRunMode& mode)
 {
     StPass pass(rl);
     std::vector<CFRunLoopSourceRef>& sources = pass->sources;
@@ -359,7 +387,7 @@ int PollTimeout(Clock::time_point deadline, bool immediate)
 
 // One pass: waits in poll() for the sources of the mode and the watchers, then dispatches
 // what is ready, watchers first. Returns whether a source (not a watcher) was handled.
-bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline)
+bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline)
 {
     StPass pass(rl);
     std::vector<CFRunLoopSourceRef>& sources = pass->sources;
@@ -479,10 +507,11 @@ struct SModeScope
     __CFRunLoop* mLoop;
 };
 
-CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline,
+CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& name, Clock::time_point deadline,
                                bool returnAfterSourceHandled)
 {
-    SModeScope scope(rl, mode);
+    SModeScope scope(rl, name);
+    SRunMode mode(name);
     for (;;)
     {
         if (rl->mStopped.exchange(false))
@@ -590,14 +619,15 @@ void RunUntil(CFRunLoopMode mode, Clock::time_point deadline, const std::functio
     StRetainedMode retained(mode);
     const std::string& name = CFRuntime::StringUTF8Ref(mode);
     SModeScope scope(rl, name);
+    SRunMode runMode(name);
     while (!done())
     {
-        PerformSignaled(rl, name);
+        PerformSignaled(rl, runMode);
         if (done())
         {
             return;
         }
-        WaitAndDispatch(rl, name, deadline);
+        WaitAndDispatch(rl, runMode, deadline);
         if (Clock::now() >= deadline)
         {
             return;
