@@ -18,6 +18,10 @@ function(kel_target_defaults target)
                                                  -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${sanitizers})
     endif()
+    if(KEL_FUZZ)
+        # Coverage for libFuzzer in the libraries too, not only in the fuzz targets' own files.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
 endfunction()
 
 # A library of one layer. Sources are listed explicitly by the caller; headers are found from

@@ -1,0 +1,5 @@
+// Foundation and the application kit, as macOS code includes them.
+#pragma once
+
+#include <AppKit/AppKit.h>
+#include <Foundation/Foundation.h>

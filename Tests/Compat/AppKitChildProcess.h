@@ -1,0 +1,61 @@
+// Runs a named scenario in a fresh copy of this test program, for the tests of process-wide
+// things (the shared application, the Apple Event port) that need a process of their own.
+//
+// The child is this executable again, started with KEL_APPKIT_SCENARIO naming a scenario
+// registered with SRegister; it runs the scenario before any test and exits with its
+// result. It gets its own port directory (KELTO_PORT_DIR, shared with the test that started
+// it) and writes lines to the test through a pipe. Every child is bounded in time and, if it
+// is still there when the test is done with it, killed by its process id.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace AppKitChild
+{
+using Scenario = int (*)();
+
+struct SRegister
+{
+    SRegister(const char* name, Scenario scenario);
+};
+
+// In a child: writes one line to the test that started it.
+void Log(const std::string& line);
+
+// A port directory of its own for the calling test, removed with the object; sets
+// KELTO_PORT_DIR in this process so that children and this test meet there.
+class CPortDirectory
+{
+public:
+    CPortDirectory();
+    ~CPortDirectory();
+    const std::string& Path() const { return mPath; }
+
+private:
+    std::string mPath;
+};
+
+class CChild
+{
+public:
+    explicit CChild(const std::string& scenario);
+    ~CChild();
+    CChild(const CChild&) = delete;
+    CChild& operator=(const CChild&) = delete;
+
+    pid_t Pid() const { return mPid; }
+
+    // The next line the child logged; false at end of output or after `seconds`.
+    bool ReadLine(std::string& line, double seconds = 20);
+    // Reads lines until `expected` comes; false if it never does.
+    bool WaitFor(const std::string& expected, double seconds = 20);
+    // The exit status once the child has ended, or -1 if it had to be killed after `seconds`.
+    int Wait(double seconds = 20);
+
+private:
+    pid_t mPid = -1;
+    int mLogFd = -1;
+    std::string mBuffer;
+};
+} // namespace AppKitChild
