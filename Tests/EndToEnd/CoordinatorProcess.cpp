@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <spawn.h>
@@ -47,7 +48,30 @@ std::string CoordinatorProcess::ProgramPath()
     return KEL_TEST_BINARY_DIR "/Mac/TabletDriver/TabletDriver.app/Contents/MacOS/TabletDriver";
 }
 
-CoordinatorProcess::CoordinatorProcess(std::string logPath) : mLogPath(std::move(logPath)) {}
+std::string CoordinatorProcess::BuiltInfoPlist()
+{
+    const std::filesystem::path program = ProgramPath();
+    std::ifstream in(program.parent_path().parent_path() / "Info.plist", std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string CoordinatorProcess::CopyBundle(const std::string& directory,
+                                           const std::string& infoPlist)
+{
+    const std::filesystem::path contents =
+        std::filesystem::path(directory) / "TabletDriver.app" / "Contents";
+    std::filesystem::create_directories(contents / "MacOS");
+    const std::filesystem::path program = contents / "MacOS" / "TabletDriver";
+    std::filesystem::copy_file(ProgramPath(), program,
+                               std::filesystem::copy_options::overwrite_existing);
+    std::ofstream(contents / "Info.plist", std::ios::binary) << infoPlist;
+    return program.string();
+}
+
+CoordinatorProcess::CoordinatorProcess(std::string logPath, std::string programPath)
+    : mLogPath(std::move(logPath)), mProgramPath(std::move(programPath))
+{
+}
 
 CoordinatorProcess::~CoordinatorProcess()
 {
@@ -57,11 +81,17 @@ CoordinatorProcess::~CoordinatorProcess()
 bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
 {
     Stop();
-    // Nobody at the console, so that the start-up does not depend on this machine's login.
-    std::vector<std::string> variables = {"KELTO_CONSOLE_USER=none"};
+    // Nobody at the console unless the test says otherwise, so that the start-up does not
+    // depend on this machine's login.
+    std::vector<std::string> variables = environment;
+    bool consoleUserGiven = false;
     for (const std::string& entry : environment)
     {
-        variables.push_back(entry);
+        consoleUserGiven |= entry.rfind("KELTO_CONSOLE_USER=", 0) == 0;
+    }
+    if (!consoleUserGiven)
+    {
+        variables.push_back("KELTO_CONSOLE_USER=none");
     }
     std::vector<std::string> merged;
     for (char** entry = environ; *entry != nullptr; ++entry)
@@ -86,7 +116,7 @@ bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
     }
     envp.push_back(nullptr);
 
-    std::string program = ProgramPath();
+    std::string program = mProgramPath;
     char* argv[] = {program.data(), nullptr};
 
     posix_spawn_file_actions_t actions;

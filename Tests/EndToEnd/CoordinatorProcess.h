@@ -16,8 +16,14 @@ class CoordinatorProcess
 public:
     // Where the build put the program.
     static std::string ProgramPath();
+    // Lays out a copy of the bundle in `directory` (TabletDriver.app, the program and the
+    // Info.plist text given) and returns the copy's program path.
+    static std::string CopyBundle(const std::string& directory, const std::string& infoPlist);
+    // The build's Info.plist text.
+    static std::string BuiltInfoPlist();
 
-    explicit CoordinatorProcess(std::string logPath);
+    // Output goes to `logPath`; `programPath` is the program to start.
+    explicit CoordinatorProcess(std::string logPath, std::string programPath = ProgramPath());
     ~CoordinatorProcess();
     CoordinatorProcess(const CoordinatorProcess&) = delete;
     CoordinatorProcess& operator=(const CoordinatorProcess&) = delete;
@@ -43,5 +49,6 @@ public:
 
 private:
     std::string mLogPath;
+    std::string mProgramPath;
     pid_t mPid = -1;
 };
