@@ -2,8 +2,10 @@
 # kel_compat that sits on the message ports and the run loop.
 target_sources(kel_compat PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/AEDataModel.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/AEEventPort.cpp
     ${CMAKE_CURRENT_LIST_DIR}/AEEventHandlers.cpp
     ${CMAKE_CURRENT_LIST_DIR}/AEFlatten.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/AESend.cpp
     ${CMAKE_CURRENT_LIST_DIR}/NSApplication.cpp
     ${CMAKE_CURRENT_LIST_DIR}/NSEvent.cpp
     ${CMAKE_CURRENT_LIST_DIR}/NSUserDefaults.cpp

@@ -1,5 +1,6 @@
 // The shared application: launching, the main run loop, termination as run-loop work.
 #include "Compat/AEDispatch.h"
+#include "Compat/AEEventPort.h"
 
 #include <AppKit/AppKit.h>
 
@@ -72,6 +73,7 @@ void NSApplication::finishLaunching()
     {
         AEInstallEventHandler(kCoreEventClass, kAEQuitApplication, QuitHandler, nullptr, false);
     }
+    AEEventPort::Open(mRunLoop);
 
     // The launch event goes out from the run loop, once it runs.
     CFRunLoopSourceContext context = {};

@@ -2,6 +2,9 @@
 // driver's reply to a forwarded event, an event sent to the application's port). Whatever
 // the bytes, unflattening stays inside them; what it accepts is walked with the accessors
 // and flattens back to exactly the same bytes, since the form has one spelling per value.
+// The same bytes then go through the application's event port as a request.
+#include "Compat/AEEventPort.h"
+
 #include <CoreServices/CoreServices.h>
 
 #include <cstddef>
@@ -39,10 +42,30 @@ void Walk(const AEDesc& desc, int depth)
     AEEventClass eventClass = 0;
     AEGetAttributePtr(&desc, keyEventClassAttr, typeType, nullptr, &eventClass, 4, nullptr);
 }
+
+void ThroughThePort(const uint8_t* data, size_t size)
+{
+    CFDataRef reply = AEEventPort::HandleRequest(AEEventPort::kWaitReplyMessage, data,
+                                                 static_cast<CFIndex>(size));
+    if (reply)
+    {
+        // Whatever was asked, the answer is a well-formed reply event.
+        AEDesc event;
+        if (AEUnflattenDescFromBytes(CFDataGetBytePtr(reply), size_t(CFDataGetLength(reply)),
+                                     &event) != noErr ||
+            event.descriptorType != typeAppleEvent)
+        {
+            __builtin_trap();
+        }
+        AEDisposeDesc(&event);
+        CFRelease(reply);
+    }
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    ThroughThePort(data, size);
     AEDesc desc;
     if (AEUnflattenDescFromBytes(data, size, &desc) != noErr)
     {

@@ -94,7 +94,7 @@ CPortDirectory::~CPortDirectory()
     unsetenv("KELTO_PORT_DIR");
 }
 
-CChild::CChild(const std::string& scenario)
+CChild::CChild(const std::string& scenario, const std::string& executable)
 {
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0)
@@ -109,7 +109,7 @@ CChild::CChild(const std::string& scenario)
         dup2(fds[1], 100); // a fixed descriptor without close-on-exec
         setenv(kScenarioVariable, scenario.c_str(), 1);
         setenv(kLogVariable, "100", 1);
-        execl("/proc/self/exe", "/proc/self/exe", static_cast<char*>(nullptr));
+        execl(executable.c_str(), executable.c_str(), static_cast<char*>(nullptr));
         _exit(126);
     }
     close(fds[1]);

@@ -39,7 +39,8 @@ private:
 class CChild
 {
 public:
-    explicit CChild(const std::string& scenario);
+    // `executable` is this test program unless given (a copy of it inside a bundle, say).
+    explicit CChild(const std::string& scenario, const std::string& executable = "/proc/self/exe");
     ~CChild();
     CChild(const CChild&) = delete;
     CChild& operator=(const CChild&) = delete;

@@ -131,6 +131,7 @@ std::vector<std::string> LinesUntilEnd(CChild& child)
 
 TEST(NSApplicationTests, LaunchEventComesAfterWillFinishAndTerminateEndsTheMainLoop)
 {
+    AppKitChild::CPortDirectory ports;
     CChild child("launch order");
     std::vector<std::string> lines = LinesUntilEnd(child);
     EXPECT_EQ(child.Wait(), 0);
@@ -142,6 +143,7 @@ TEST(NSApplicationTests, LaunchEventComesAfterWillFinishAndTerminateEndsTheMainL
 
 TEST(NSApplicationTests, EachTerminatingSignalEndsTheApplicationThroughItsDelegate)
 {
+    AppKitChild::CPortDirectory ports;
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT})
     {
         CChild child("wait for signal");
@@ -157,6 +159,7 @@ TEST(NSApplicationTests, EachTerminatingSignalEndsTheApplicationThroughItsDelega
 
 TEST(NSApplicationTests, CancelledTerminationKeepsRunningUntilAskedAgain)
 {
+    AppKitChild::CPortDirectory ports;
     CChild child("cancel once");
     ASSERT_TRUE(child.WaitFor("didFinish"));
     kill(child.Pid(), SIGTERM);

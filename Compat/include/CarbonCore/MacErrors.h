@@ -18,6 +18,7 @@ enum
     errAEBadListItem = -1705,
     errAENotAppleEvent = -1707,
     errAEEventNotHandled = -1708,
+    errAEReplyNotValid = -1709,
     errAEUnknownSendMode = -1710,
     errAETimeout = -1712,
     errAEUnknownAddressType = -1716,
