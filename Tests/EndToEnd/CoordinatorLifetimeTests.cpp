@@ -2,6 +2,7 @@
 // ends, the stale coordinator it replaces and the start-up that fails.
 #include "Tests/EndToEnd/CoordinatorProcess.h"
 #include "Tests/EndToEnd/EndToEndSupport.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
 
 #include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
 
@@ -31,7 +32,7 @@ protected:
     Launch(const std::string& name, const std::vector<std::string>& environment = {},
            const std::string& program = CoordinatorProcess::ProgramPath())
     {
-        auto process = std::make_unique<CoordinatorProcess>(mPorts.Scratch(name + ".log"), program);
+        auto process = std::make_unique<CoordinatorProcess>(Scratch(name + ".log"), program);
         EXPECT_TRUE(process->Start(environment));
         return process;
     }
@@ -51,7 +52,10 @@ protected:
         return Packet(command, {{EObjectIDRoutingTable}, {EParameterIDFileVersion}});
     }
 
-    end_to_end::PortDirectory mPorts;
+    // Files of the test live in its port directory and go with it.
+    std::string Scratch(const std::string& name) const { return mPorts.Path() + "/" + name; }
+
+    ScopedPortDirectory mPorts;
 };
 
 TEST_F(CoordinatorLifetimeTests, ProtocolVersionComesFromTheBundlesInformation)
@@ -86,7 +90,7 @@ TEST_F(CoordinatorLifetimeTests, ProtocolVersionComesFromTheBundlesInformation)
     {
         const std::string program =
             c.mPlist.empty() ? CoordinatorProcess::ProgramPath()
-                             : CoordinatorProcess::CopyBundle(mPorts.Scratch(c.mName), c.mPlist);
+                             : CoordinatorProcess::CopyBundle(Scratch(c.mName), c.mPlist);
         auto coordinator = Running(c.mName, {}, program);
         Client client(CMacInputs::kPortName);
 
@@ -163,7 +167,7 @@ TEST_F(CoordinatorLifetimeTests, StartsWithoutAConsoleUserAndNeverChangesIdentit
 TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
 {
     // A coordinator of another port directory (another session): not ours to end.
-    const std::string otherPorts = mPorts.Scratch("other-ports");
+    const std::string otherPorts = Scratch("other-ports");
     ASSERT_EQ(mkdir(otherPorts.c_str(), 0700), 0);
     auto unrelated = Running("unrelated", {"KELTO_PORT_DIR=" + otherPorts});
 
@@ -188,7 +192,7 @@ TEST_F(CoordinatorLifetimeTests, PortThatCannotBeHadFailsStartUpWithTheMessage)
 {
     // A port directory open to others is refused, so the port can never be made; there is
     // no other coordinator to kill either.
-    const std::string openPorts = mPorts.Scratch("open-ports");
+    const std::string openPorts = Scratch("open-ports");
     ASSERT_EQ(mkdir(openPorts.c_str(), 0700), 0);
     ASSERT_EQ(chmod(openPorts.c_str(), 0755), 0);
     auto coordinator = Launch("refused", {"KELTO_PORT_DIR=" + openPorts});
