@@ -113,6 +113,23 @@ protected:
         return answer;
     }
 
+    // Every process of the test ends cleanly (under the sanitizers, a report ends it with
+    // another code).
+    void TearDown() override
+    {
+        if (mCoordinator)
+        {
+            EXPECT_EQ(mCoordinator->Stop(), 0) << mCoordinator->Log();
+        }
+        for (auto* driver : {mKelto.get(), mPen.get()})
+        {
+            if (driver != nullptr)
+            {
+                EXPECT_EQ(driver->Stop(), 0) << driver->Log();
+            }
+        }
+    }
+
     ScopedPortDirectory mPorts;
     std::unique_ptr<SimulatedDriverProcess> mKelto;
     std::unique_ptr<SimulatedDriverProcess> mPen;

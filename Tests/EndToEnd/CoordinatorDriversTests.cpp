@@ -94,6 +94,8 @@ protected:
     }
 
     ScopedPortDirectory mPorts;
+    std::vector<std::unique_ptr<SimulatedDriverProcess>> mDrivers;
+    std::vector<std::unique_ptr<CoordinatorProcess>> mCoordinators;
 };
 
 TEST_F(CoordinatorDriversTests, FirstSyncNumbersTheTabletsAndTellsEveryDriver)
@@ -187,7 +189,7 @@ TEST_F(CoordinatorDriversTests, CreateAndIndexGoToTheFirstDriverThatSucceeds)
 
     // With Kelto refusing and Pen gone, nobody takes it: the answer is the last failure.
     ASSERT_TRUE(kelto->Reload(Kelto(R"("IndexStatus": 1539)", "6.1.1")));
-    pen->Stop();
+    EXPECT_EQ(pen->Stop(), 0) << pen->Log();
     CEventPacket refused = Packet(ECommandGet, {{EObjectIDDriver}, {EParameterIDIndex}});
     EXPECT_EQ(client.Send(refused), KELSTATUS_FAILURE);
     EXPECT_EQ(Lines(kelto->Log(), "get index -> status 0x0603"), 1u) << kelto->Log();
@@ -240,7 +242,7 @@ TEST_F(CoordinatorDriversTests, TabletIDsOutliveTheCoordinator)
     ASSERT_EQ(TabletCount(EAddrModeByIndex), 2);
     const std::vector<STablet> numbering = {{1, 0, 0}, {0, 0, 1}};
     ASSERT_EQ(TabletBlockAt(kKeltoPort), numbering);
-    first->Stop();
+    EXPECT_EQ(first->Stop(), 0) << first->Log();
 
     // A new coordinator reads the block back from the drivers and keeps that numbering,
     // although walking the drivers afresh would number Kelto's tablet first.

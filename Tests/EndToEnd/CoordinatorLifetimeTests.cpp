@@ -106,7 +106,7 @@ TEST_F(CoordinatorLifetimeTests, ProtocolVersionComesFromTheBundlesInformation)
         set.PackData_<unsigned int>(9);
         client.Send(set);
         EXPECT_EQ(set.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED) << c.mName;
-        coordinator->Stop();
+        EXPECT_EQ(coordinator->Stop(), 0) << coordinator->Log();
     }
 }
 
@@ -140,7 +140,7 @@ TEST_F(CoordinatorLifetimeTests, StartsWithoutAConsoleUserAndNeverChangesIdentit
     // Nobody logged in: said in the log, and the coordinator runs all the same.
     auto nobody = Running("nobody");
     EXPECT_NE(nobody->Log().find("NO LOGGED IN USER"), std::string::npos) << nobody->Log();
-    nobody->Stop();
+    EXPECT_EQ(nobody->Stop(), 0) << nobody->Log();
 
     // Somebody else at the console: named in the log, but on this system release the
     // coordinator keeps the identity it was started with.
@@ -162,6 +162,7 @@ TEST_F(CoordinatorLifetimeTests, StartsWithoutAConsoleUserAndNeverChangesIdentit
     unsigned long effective = 0;
     fields >> real >> effective;
     EXPECT_EQ(effective, static_cast<unsigned long>(geteuid())) << uids;
+    EXPECT_EQ(somebody->Stop(), 0) << somebody->Log();
 }
 
 TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
@@ -186,6 +187,8 @@ TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
     EXPECT_EQ(client.Send(get), KELSTATUS_SUCCESS);
     EXPECT_EQ(fresh->WaitForExit(0), -1) << "the new coordinator must still run";
     EXPECT_EQ(unrelated->WaitForExit(0), -1) << "a coordinator of another directory was killed";
+    EXPECT_EQ(fresh->Stop(), 0) << fresh->Log();
+    EXPECT_EQ(unrelated->Stop(), 0) << unrelated->Log();
 }
 
 TEST_F(CoordinatorLifetimeTests, PortThatCannotBeHadFailsStartUpWithTheMessage)

@@ -81,6 +81,7 @@ CoordinatorProcess::~CoordinatorProcess()
 bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
 {
     Stop();
+    mExitCode = 0;
     // Nobody at the console unless the test says otherwise, so that the start-up does not
     // depend on this machine's login.
     std::vector<std::string> variables = environment;
@@ -188,7 +189,8 @@ int CoordinatorProcess::WaitForExit(double seconds)
         if (done == mPid)
         {
             mPid = -1;
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            mExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            return mExitCode;
         }
         if (done < 0 || Clock::now() >= deadline)
         {
@@ -207,11 +209,11 @@ void CoordinatorProcess::Signal(int signal)
     }
 }
 
-void CoordinatorProcess::Stop()
+int CoordinatorProcess::Stop()
 {
     if (mPid <= 0)
     {
-        return;
+        return mExitCode;
     }
     const pid_t pid = mPid;
     kill(pid, SIGTERM);
@@ -220,5 +222,7 @@ void CoordinatorProcess::Stop()
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
         mPid = -1;
+        mExitCode = 128 + SIGKILL;
     }
+    return mExitCode;
 }

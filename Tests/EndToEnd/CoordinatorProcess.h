@@ -41,8 +41,9 @@ public:
     // `seconds`.
     int WaitForExit(double seconds);
     void Signal(int signal);
-    // SIGTERM, then SIGKILL after five seconds; nothing when it is not running.
-    void Stop();
+    // SIGTERM, then SIGKILL after five seconds. Its exit code as WaitForExit gives it; the
+    // code it ended with when it had ended already (0 when it was never started).
+    int Stop();
 
     pid_t Pid() const { return mPid; }
     bool Running() const { return mPid > 0; }
@@ -51,4 +52,5 @@ private:
     std::string mLogPath;
     std::string mProgramPath;
     pid_t mPid = -1;
+    int mExitCode = 0;
 };

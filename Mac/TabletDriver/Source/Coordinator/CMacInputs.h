@@ -108,11 +108,13 @@ public:
     // The three ways an Apple Event reaches the drivers, walking them in ascending ID.
     // Every driver; replies and results are dropped; always noErr.
     OSErr ForwardAEToAllDrivers(AEDesc* event_I);
-    // Drivers in turn until one answers noErr. Otherwise the last error other than 513, or
+    // Drivers in turn until one answers noErr, whose reply event then replaces reply_O
+    // (when the sender wants a reply). Otherwise the last error other than 513, or
     // errAENoSuchObject when every driver declined or there is none.
     OSErr ForwardAEToSuccessfulDriver(AEDesc* event_I, AEDesc* reply_O);
     // The driver with the latest tablet use (a timestamp above 0; the lowest ID among
-    // equals); errAENoSuchObject when there is none or it declines (513).
+    // equals), with its reply as above; errAENoSuchObject when there is none or it declines
+    // (513).
     OSErr ForwardAEToLastUsedDriver(AEDesc* event_I, AEDesc* reply_O);
 
     const CMacMessagingServer& MessageServer() const { return mMessageServer; }

@@ -58,6 +58,30 @@ OSErr ForwardToDriver(const std::shared_ptr<CDriverMessageSendPort>& driver_I, A
     return static_cast<OSErr>(driverInterface->ForwardAppleEvent(event_I, reply_O));
 }
 
+// Forwards the event for an answer: the driver's reply event becomes the handler's reply
+// when the driver took the event and the sender waits for a reply (a reply that is not a
+// null descriptor). The reply it replaces is disposed of here, since whoever called the
+// handler disposes only of what it finds in the reply afterwards. A driver that took the
+// event without a reply of its own leaves the handler's reply as it was.
+OSErr ForwardForReply(const std::shared_ptr<CDriverMessageSendPort>& driver_I, AEDesc* event_I,
+                      AEDesc* reply_IO)
+{
+    AEDesc driverReply;
+    AEInitializeDesc(&driverReply);
+    const OSErr answer = ForwardToDriver(driver_I, event_I, &driverReply);
+    if (answer == noErr && reply_IO != nullptr && reply_IO->descriptorType != typeNull &&
+        driverReply.descriptorType != typeNull)
+    {
+        AEDisposeDesc(reply_IO);
+        *reply_IO = driverReply;
+    }
+    else
+    {
+        AEDisposeDesc(&driverReply);
+    }
+    return answer;
+}
+
 // When the driver last saw a tablet in use; 0 when it does not say.
 std::uint32_t LastTabletUsedTimestamp(const std::shared_ptr<CDriverMessageSendPort>& driver_I)
 {
@@ -192,7 +216,7 @@ OSErr CMacInputs::ForwardAEToSuccessfulDriver(AEDesc* event_I, AEDesc* reply_O)
     ForEachDriver(mpRoutingTable,
                   [&](const std::shared_ptr<CDriverMessageSendPort>& driver)
                   {
-                      const OSErr answer = ForwardToDriver(driver, event_I, reply_O);
+                      const OSErr answer = ForwardForReply(driver, event_I, reply_O);
                       if (answer == noErr)
                       {
                           result = noErr;
@@ -227,6 +251,6 @@ OSErr CMacInputs::ForwardAEToLastUsedDriver(AEDesc* event_I, AEDesc* reply_O)
     {
         return errAENoSuchObject;
     }
-    const OSErr answer = ForwardToDriver(chosen, event_I, reply_O);
+    const OSErr answer = ForwardForReply(chosen, event_I, reply_O);
     return answer == kDriverDeclined ? OSErr(errAENoSuchObject) : answer;
 }

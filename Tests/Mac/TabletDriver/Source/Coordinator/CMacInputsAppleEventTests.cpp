@@ -11,6 +11,8 @@
 
 namespace
 {
+constexpr SInt32 kUntouched = 77;
+
 using coordinator_test::Capture;
 using coordinator_test::FakeDriver;
 using coordinator_test::kInputsSource;
@@ -162,6 +164,31 @@ TEST_F(CMacInputsAppleEventTests, ForwardFirstReportsTheLastRealErrorAndIgnoresD
             EXPECT_EQ(event.ReplyValue(-1), c.mDriver0 == noErr ? 10 : 11);
         }
     }
+}
+
+TEST_F(CMacInputsAppleEventTests, DriversReplyReplacesTheHandlersOnlyWhenOneIsWanted)
+{
+    auto driver0 = AddDriver(0, noErr);
+    driver0->mReplyValue = 10;
+
+    // The sender waits for no reply: the driver's is dropped, the null reply stays.
+    TestEvent event(kAECoreSuite, kAEGetData);
+    AEDesc noReply;
+    AEInitializeDesc(&noReply);
+    EXPECT_EQ(mInputs.ForwardAEToSuccessfulDriver(&event.mEvent, &noReply), noErr);
+    EXPECT_EQ(noReply.descriptorType, typeNull);
+
+    // A driver that takes the event without a reply of its own leaves the handler's reply.
+    driver0->mHandsReply = false;
+    AEPutParamPtr(&event.mReply, keyDirectObject, typeSInt32, &kUntouched, sizeof kUntouched);
+    EXPECT_EQ(mInputs.ForwardAEToSuccessfulDriver(&event.mEvent, &event.mReply), noErr);
+    EXPECT_EQ(event.ReplyValue(-1), kUntouched);
+
+    // Otherwise the driver's reply is the answer, for the last-used driver too.
+    driver0->mHandsReply = true;
+    driver0->mTimestamp = 3;
+    EXPECT_EQ(mInputs.ForwardAEToLastUsedDriver(&event.mEvent, &event.mReply), noErr);
+    EXPECT_EQ(event.ReplyValue(-1), 10);
 }
 
 TEST_F(CMacInputsAppleEventTests, ForwardersWalkDriversInAscendingIDAndStopAtAnEmptyEntry)

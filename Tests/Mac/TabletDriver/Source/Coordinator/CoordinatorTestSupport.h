@@ -54,8 +54,8 @@ inline std::pair<EEventIdentifier, EEventIdentifier> FirstKeys(const CEventPacke
 
 // A driver as the inputs see it. Packets: a last-tablet-used timestamp request is answered
 // with mTimestamp; a tablet count request with mTabletCount; everything else with
-// mPacketStatus and no data. Apple Events: answered with mAppleEventResult; on success the
-// reply gets a direct object holding mReplyValue.
+// mPacketStatus and no data. Apple Events: answered with mAppleEventResult; on success with
+// a reply event whose direct object holds mReplyValue.
 class FakeDriver : public CMacDriverInterface
 {
 public:
@@ -88,9 +88,11 @@ public:
         {
             mCallLog->push_back(mTag);
         }
-        if (mAppleEventResult == noErr && reply != nullptr &&
-            reply->descriptorType == typeAppleEvent)
+        // Like the real interface, a driver that takes the event hands over a reply event of
+        // its own, which the caller then owns.
+        if (mAppleEventResult == noErr && mHandsReply && reply != nullptr)
         {
+            AECreateAppleEvent(kCoreEventClass, kAEAnswer, nullptr, 0, 0, reply);
             AEPutParamPtr(reply, keyDirectObject, typeSInt32, &mReplyValue, sizeof mReplyValue);
         }
         return mAppleEventResult;
@@ -105,6 +107,7 @@ public:
 
     OSStatus mAppleEventResult;
     SInt32 mReplyValue = 0;
+    bool mHandsReply = true;
     std::uint32_t mTimestamp = 0;
     unsigned short mTabletCount = 0;
     KELSTATUS mPacketStatus = KELSTATUS_FAILURE;
