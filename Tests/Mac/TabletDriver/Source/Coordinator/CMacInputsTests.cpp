@@ -42,7 +42,7 @@ protected:
     std::shared_ptr<FakeDriver> mDriver1;
 };
 
-TEST_F(CMacInputsTests, ProtocolVersionCanOnlyBeReadAndNeedsTheBundle)
+TEST_F(CMacInputsTests, ProtocolVersionCannotBeSet)
 {
     // A set is refused in the packet and in the result, with the report.
     CEventPacket set;
@@ -53,18 +53,7 @@ TEST_F(CMacInputsTests, ProtocolVersionCanOnlyBeReadAndNeedsTheBundle)
     EXPECT_EQ(set.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
     EXPECT_EQ(output.out, Report(kInputsSource, 380, "\"EParameterIDFileVersion\""));
 
-    // A test program is not inside an application bundle, so there is no "Protocal" to
-    // read: the get fails with its own status and leaves no data.
-    unsigned int version = 1234;
-    EXPECT_EQ(CMacInputs::GetProtocolVersion(version), KELSTATUS_FAILURE);
-    EXPECT_EQ(version, 1234u);
-    CEventPacket get;
-    AddRoutingTableKeys(get, ECommandGet, EParameterIDFileVersion);
-    EXPECT_EQ(mInputs.ProcessKeltoEvent(get), KELSTATUS_OS_BAD_RESOURCE);
-    EXPECT_EQ(get.Status(), KELSTATUS_OS_BAD_RESOURCE);
-    EXPECT_EQ(get.SizeOfData(), 0u);
-
-    // Neither request reached a driver.
+    // The request did not reach a driver.
     EXPECT_TRUE(mDriver0->mPackets.empty());
     EXPECT_TRUE(mDriver1->mPackets.empty());
 }
@@ -90,50 +79,20 @@ TEST_F(CMacInputsTests, OtherRoutingTableRequestsGoToTheTableWithTheKeyInPlace)
     EXPECT_EQ(mInputs.ProcessKeltoEvent(other), KELSTATUS_METHOD_NOT_IMPLEMENTED);
 }
 
-TEST_F(CMacInputsTests, PacketsForAnythingElseAreRouted)
+TEST_F(CMacInputsTests, ServerCallbackHandsPacketsToTheInputsGivenAsContext)
 {
-    // A tablet count by index is answered from the table (the drivers agree: none).
-    CEventPacket count;
-    count.SetCommand(ECommandGet);
-    count.AddKeyInt(EObjectIDDriver, 0, EAddrModeByIndex);
-    count.AddKeyInt(EParameterIDCount, EObjectIDTablet, EAddrModeByIndex);
-    EXPECT_EQ(mInputs.ProcessKeltoEvent(count), KELSTATUS_SUCCESS);
-    EXPECT_EQ(count.UnPackData_<unsigned short>(0xFFFF), 0);
-
-    // A request for the drivers goes to all of them; both refuse, so nobody accepted it.
+    mDriver0->mPacketStatus = KELSTATUS_SUCCESS;
     CEventPacket name;
     name.SetCommand(ECommandGet);
     name.AddKeyInt(EObjectIDDriver, 0, EAddrModeByIndex);
     name.AddKeyInt(EParameterIDName, 0, EAddrModeByIndex);
-    EXPECT_EQ(mInputs.ProcessKeltoEvent(name), KELSTATUS_OBJECT_NOT_FOUND);
-    EXPECT_EQ(mDriver0->mPackets.back().mSecond, EParameterIDName);
-    EXPECT_EQ(mDriver1->mPackets.back().mSecond, EParameterIDName);
-
-    // The server's callback is the same entry, with the inputs as context; without a
-    // context it answers nothing.
-    mDriver0->mPacketStatus = KELSTATUS_SUCCESS;
     EXPECT_EQ(CMacInputs::ProcessEventCallback(&name, &mInputs), KELSTATUS_SUCCESS);
-    const size_t sent = mDriver0->mPackets.size();
+    ASSERT_EQ(mDriver0->mPackets.size(), 1u);
+    EXPECT_EQ(mDriver0->mPackets[0].mSecond, EParameterIDName);
+
+    // Without a context nothing is routed and the answer is 0.
     EXPECT_EQ(CMacInputs::ProcessEventCallback(&name, nullptr), 0);
-    EXPECT_EQ(mDriver0->mPackets.size(), sent);
-}
-
-TEST_F(CMacInputsTests, NumberOfTabletsFollowsTheDrivers)
-{
-    // Two tablets known, both drivers agree: the table's count, no sync.
-    mTable.AddNewTablet(0, 0);
-    mTable.AddNewTablet(1, 0);
-    mDriver0->mTabletCount = 1;
-    mDriver1->mTabletCount = 1;
-    EXPECT_EQ(mInputs.GetNumberOfTablets(), 2u);
-    for (const auto& packet : mDriver0->mPackets)
-    {
-        EXPECT_NE(packet.mSecond, EParameterIDTabletBlock);
-    }
-
-    // Without a table there is nothing to count.
-    CMacInputs unattached;
-    EXPECT_EQ(unattached.GetNumberOfTablets(), 0u);
+    EXPECT_EQ(mDriver0->mPackets.size(), 1u);
 }
 
 TEST_F(CMacInputsTests, AppDidLaunchSyncsAndReportsAMissingTable)
