@@ -234,3 +234,37 @@ void CEventPacket::PackData_<std::vector<unsigned char>>(const std::vector<unsig
 template <>
 std::vector<unsigned char> CEventPacket::UnPackData_<std::vector<unsigned char>>(
     const std::vector<unsigned char>& defaultValue_I);
+
+// Settings objects travel as their ASN.1 archive (CEventPacketSettings.cpp); a null pointer
+// drops the buffer. The typed forms unpack a CSettingsObject and cast it, giving the default
+// when that is null.
+template <>
+void CEventPacket::PackData_<std::shared_ptr<CSettingsObject>>(
+    const std::shared_ptr<CSettingsObject>& value_I);
+template <>
+std::shared_ptr<CSettingsObject> CEventPacket::UnPackData_<std::shared_ptr<CSettingsObject>>(
+    const std::shared_ptr<CSettingsObject>& defaultValue_I);
+template <>
+void CEventPacket::PackData_<std::shared_ptr<CSettingsMap>>(
+    const std::shared_ptr<CSettingsMap>& value_I);
+template <>
+std::shared_ptr<CSettingsMap> CEventPacket::UnPackData_<std::shared_ptr<CSettingsMap>>(
+    const std::shared_ptr<CSettingsMap>& defaultValue_I);
+template <>
+void CEventPacket::PackData_<std::shared_ptr<CSettingsArray>>(
+    const std::shared_ptr<CSettingsArray>& value_I);
+template <>
+std::shared_ptr<CSettingsArray> CEventPacket::UnPackData_<std::shared_ptr<CSettingsArray>>(
+    const std::shared_ptr<CSettingsArray>& defaultValue_I);
+template <>
+void CEventPacket::PackData_<std::shared_ptr<CSettingsInteger>>(
+    const std::shared_ptr<CSettingsInteger>& value_I);
+template <>
+std::shared_ptr<CSettingsInteger> CEventPacket::UnPackData_<std::shared_ptr<CSettingsInteger>>(
+    const std::shared_ptr<CSettingsInteger>& defaultValue_I);
+template <>
+void CEventPacket::PackData_<std::shared_ptr<CSettingsBool>>(
+    const std::shared_ptr<CSettingsBool>& value_I);
+template <>
+std::shared_ptr<CSettingsBool> CEventPacket::UnPackData_<std::shared_ptr<CSettingsBool>>(
+    const std::shared_ptr<CSettingsBool>& defaultValue_I);

@@ -12,15 +12,16 @@ function(kel_target_defaults target)
     if(KEL_WERROR)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
+    # libFuzzer's coverage in every target of a fuzz build, so that the fuzzers see into
+    # the libraries they drive and not only into their own file.
+    if(KEL_FUZZ)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
     if(KEL_SANITIZE)
         list(JOIN KEL_SANITIZE "," sanitizers)
         target_compile_options(${target} PRIVATE -fsanitize=${sanitizers} -fno-omit-frame-pointer
                                                  -fno-sanitize-recover=all)
         target_link_options(${target} PRIVATE -fsanitize=${sanitizers})
-    endif()
-    if(KEL_FUZZ)
-        # Coverage for libFuzzer in the libraries too, not only in the fuzz targets' own files.
-        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
 endfunction()
 

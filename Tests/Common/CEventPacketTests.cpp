@@ -33,19 +33,6 @@ void AddChain(CEventPacket& packet, unsigned tablet, EEventIdentifier identifier
 }
 } // namespace
 
-TEST(CEventPacket, NewPacketIsValidAndEmpty)
-{
-    auto output = Capture([] { CEventPacket packet; });
-    EXPECT_EQ(output.out, "");
-    CEventPacket packet;
-    EXPECT_EQ(packet.IsValid(), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.Version(), 0x0100);
-    EXPECT_EQ(packet.CurrentKey(), packet.ObjectKey(0));
-    EXPECT_EQ(packet.Buffer(), nullptr);
-    EXPECT_EQ(packet.SizeOfBuffer(), 0u);
-    EXPECT_EQ(packet.LastObjectKey(), packet.ObjectKey(0));
-}
-
 TEST(CEventPacket, TenthKeyThrowsAndLeavesTheChainAlone)
 {
     CEventPacket packet;

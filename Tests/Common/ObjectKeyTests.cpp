@@ -69,14 +69,6 @@ TEST(ObjectKey, NullStringOrOtherModeFreesTheBufferAndKeepsTheReference)
     key.SetToAllSubordinate();
     EXPECT_EQ(key.mAddressingMode, EAddrModeAllSubordinate);
     EXPECT_EQ(key.mReference, Ref(7));
-
-    key.Set(EParameterIDName, Text("abc"), EAddrModeByString);
-    key.ResetObjectKey();
-    EXPECT_EQ(key.Identifier(), EObjectIDNothing);
-    EXPECT_EQ(key.mAddressingMode, EAddrModeByIndex);
-    EXPECT_EQ(key.mReference, nullptr);
-    EXPECT_EQ(key.mpStringBuffer, nullptr);
-    EXPECT_EQ(key.mStringBufferSize, 0u);
 }
 
 TEST(ObjectKey, CopiesAreDeepAndSelfAssignmentChangesNothing)

@@ -8,10 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <map>
 #include <poll.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -74,24 +72,6 @@ void Log(const std::string& line)
     std::string out = line + "\n";
     ssize_t written = write(fd, out.data(), out.size());
     (void)written;
-}
-
-CPortDirectory::CPortDirectory()
-{
-    char path[] = "/tmp/kel-appkit-XXXXXX";
-    if (mkdtemp(path))
-    {
-        mPath = path;
-        chmod(path, 0700);
-        setenv("KELTO_PORT_DIR", path, 1);
-    }
-}
-
-CPortDirectory::~CPortDirectory()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-    unsetenv("KELTO_PORT_DIR");
 }
 
 CChild::CChild(const std::string& scenario, const std::string& executable)

@@ -3,9 +3,10 @@
 //
 // The child is this executable again, started with KEL_APPKIT_SCENARIO naming a scenario
 // registered with SRegister; it runs the scenario before any test and exits with its
-// result. It gets its own port directory (KELTO_PORT_DIR, shared with the test that started
-// it) and writes lines to the test through a pipe. Every child is bounded in time and, if it
-// is still there when the test is done with it, killed by its process id.
+// result. It inherits the test's port directory (KELTO_PORT_DIR, which the test sets with
+// PortTestSupport::CScopedPortDirectory) and writes lines to the test through a pipe. Every
+// child is bounded in time and, if it is still there when the test is done with it, killed
+// by its process id.
 #pragma once
 
 #include <string>
@@ -22,19 +23,6 @@ struct SRegister
 
 // In a child: writes one line to the test that started it.
 void Log(const std::string& line);
-
-// A port directory of its own for the calling test, removed with the object; sets
-// KELTO_PORT_DIR in this process so that children and this test meet there.
-class CPortDirectory
-{
-public:
-    CPortDirectory();
-    ~CPortDirectory();
-    const std::string& Path() const { return mPath; }
-
-private:
-    std::string mPath;
-};
 
 class CChild
 {

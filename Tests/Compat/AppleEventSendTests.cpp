@@ -1,4 +1,5 @@
 #include "AppKitChildProcess.h"
+#include "PortTestSupport.h"
 
 #include <AppKit/AppKit.h>
 #include <Carbon/Carbon.h>
@@ -108,7 +109,7 @@ SInt32 ReplyLong(const AppleEvent& reply, AEKeyword key = keyDirectObject)
 
 TEST(AppleEventSendTests, EventsReachAnotherApplicationAndItsRepliesComeBack)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     CChild child("event server");
     ASSERT_TRUE(child.WaitFor("ready"));
 
@@ -161,7 +162,7 @@ TEST(AppleEventSendTests, EventsReachAnotherApplicationAndItsRepliesComeBack)
 
 TEST(AppleEventSendTests, SlowHandlerTimesOutAndTheApplicationGoesOn)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     CChild child("event server");
     ASSERT_TRUE(child.WaitFor("ready"));
     SEvent slow;
@@ -174,7 +175,7 @@ TEST(AppleEventSendTests, SlowHandlerTimesOutAndTheApplicationGoesOn)
 
 TEST(AppleEventSendTests, BytesThatAreNoEventGetNoReplyAndDoNoHarm)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     CChild child("event server");
     ASSERT_TRUE(child.WaitFor("ready"));
     std::string name = "AppleEvents.pid." + std::to_string(child.Pid());
@@ -245,7 +246,7 @@ private:
 
 TEST(AppleEventSendTests, BundleIdentifierReachesTheFirstCopyThatServesIt)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     std::string identifier = "com.kelto.test.AEServer" + std::to_string(getpid());
     CBundledCopy bundle(identifier);
     CChild first("event server", bundle.Executable());
@@ -280,7 +281,7 @@ OSErr SelfHandler(const AppleEvent* event, AppleEvent* reply, SRefCon refcon)
 
 TEST(AppleEventSendTests, EventsToThisProcessGoStraightToItsHandlers)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     int calls = 0;
     ASSERT_EQ(AEInstallEventHandler('test', 'self', SelfHandler, &calls, false), noErr);
 

@@ -1,4 +1,5 @@
 #include "AppKitChildProcess.h"
+#include "PortTestSupport.h"
 
 #include <AppKit/AppKit.h>
 #include <CoreServices/CoreServices.h>
@@ -131,7 +132,7 @@ std::vector<std::string> LinesUntilEnd(CChild& child)
 
 TEST(NSApplicationTests, LaunchEventComesAfterWillFinishAndTerminateEndsTheMainLoop)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     CChild child("launch order");
     std::vector<std::string> lines = LinesUntilEnd(child);
     EXPECT_EQ(child.Wait(), 0);
@@ -143,7 +144,7 @@ TEST(NSApplicationTests, LaunchEventComesAfterWillFinishAndTerminateEndsTheMainL
 
 TEST(NSApplicationTests, EachTerminatingSignalEndsTheApplicationThroughItsDelegate)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT})
     {
         CChild child("wait for signal");
@@ -159,7 +160,7 @@ TEST(NSApplicationTests, EachTerminatingSignalEndsTheApplicationThroughItsDelega
 
 TEST(NSApplicationTests, CancelledTerminationKeepsRunningUntilAskedAgain)
 {
-    AppKitChild::CPortDirectory ports;
+    PortTestSupport::CScopedPortDirectory ports;
     CChild child("cancel once");
     ASSERT_TRUE(child.WaitFor("didFinish"));
     kill(child.Pid(), SIGTERM);
