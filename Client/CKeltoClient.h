@@ -71,6 +71,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CSettingsArray;
@@ -93,9 +94,20 @@ public:
     // the key carries mText instead. A request holds at most nine keys.
     struct SKey
     {
-        EEventIdentifier mIdentifier = EObjectIDNothing;
+        SKey(EEventIdentifier identifier_I = EObjectIDNothing, std::uint32_t reference_I = 0,
+             EAddressingMode mode_I = EAddrModeByIndex)
+            : mIdentifier(identifier_I), mReference(reference_I), mMode(mode_I)
+        {
+        }
+        // A key of EAddrModeByString.
+        SKey(EEventIdentifier identifier_I, std::string text_I)
+            : mIdentifier(identifier_I), mMode(EAddrModeByString), mText(std::move(text_I))
+        {
+        }
+
+        EEventIdentifier mIdentifier;
         std::uint32_t mReference = 0;
-        EAddressingMode mMode = EAddrModeByIndex;
+        EAddressingMode mMode;
         std::string mText;
     };
 

@@ -16,11 +16,7 @@ constexpr int kCommandLimit = 10;
 CKeltoClient::SKey Key(EEventIdentifier identifier_I, std::uint32_t reference_I = 0,
                        EAddressingMode mode_I = EAddrModeByIndex)
 {
-    CKeltoClient::SKey key;
-    key.mIdentifier = identifier_I;
-    key.mReference = reference_I;
-    key.mMode = mode_I;
-    return key;
+    return CKeltoClient::SKey(identifier_I, reference_I, mode_I);
 }
 
 CKeltoClient::SRequest Request(ECommand command_I, std::vector<CKeltoClient::SKey> keys_I)

@@ -10,9 +10,9 @@
 namespace
 {
 CKeltoClient::SKey Key(EEventIdentifier identifier, std::uint32_t reference = 0,
-                       EAddressingMode mode = EAddrModeByIndex, std::string text = "")
+                       EAddressingMode mode = EAddrModeByIndex)
 {
-    return {identifier, reference, mode, std::move(text)};
+    return CKeltoClient::SKey(identifier, reference, mode);
 }
 
 std::shared_ptr<CSettingsArray> TwoTablets()
@@ -88,7 +88,7 @@ TEST(KeltoClientPackets, KeysAndDataSurviveTheWire)
     CKeltoClient::SRequest request;
     request.mCommand = ECommandSet;
     request.mKeys = {Key(EObjectIDDriver), Key(EObjectIDTablet, 7, EAddrModeByID),
-                     Key(EParameterIDName, 0, EAddrModeByString, "Pen \"S\"")};
+                     CKeltoClient::SKey(EParameterIDName, "Pen \"S\"")};
     request.mData = {0x00, 0x01, 0xFE, 0xFF};
 
     CEventPacket received = Received(request);
