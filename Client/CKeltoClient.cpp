@@ -304,8 +304,9 @@ KELSTATUS CKeltoClient::UnregisterTouchClient()
         SReply reply;
         status = Send(KeltoClientPackets::TouchClientRequest(ECommandDestroy, port->Name()), reply);
     }
-    // Inside the handler the coordinator is waiting for this client; it forgets the
-    // client at its next delivery, which finds the port gone.
+    // Inside the handler the coordinator is waiting for this client and cannot be asked;
+    // the delivery it waits for goes unanswered once the port is closed, and it drops the
+    // client for that.
     port->Close();
     return status;
 }

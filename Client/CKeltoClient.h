@@ -47,9 +47,10 @@
 // this class. A client that cannot be reached once is dropped by the coordinator and must
 // register again. UnregisterTouchClient, or destroying the object, ends the registration.
 // The coordinator waits while the handler runs, so the handler must not send requests to
-// it (this object refuses them there with KELSTATUS_API_BAD_IO); it may unregister or
-// destroy the object, which then stops serving at once, and the coordinator forgets the
-// client at its next delivery. An exception from the handler is caught and dropped.
+// it (this object refuses them there with KELSTATUS_API_BAD_IO). It may unregister or
+// destroy the object: the port closes at once, the delivery in progress goes unanswered,
+// and the coordinator drops the client right there. An exception from the handler is
+// caught and dropped.
 //
 // Apple Events. CountTabletsByAppleEvent and SendAppleEvent address the coordinator as the
 // application "com.kelto.TabletDriver". The coordinator answers 'core'/'cnte' for the class

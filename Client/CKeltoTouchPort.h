@@ -15,8 +15,8 @@
 // registration.
 //
 // The object may be closed or released from inside its handler: it stays alive until the
-// handler returns. An exception thrown by the handler is caught here: nothing may unwind
-// through the run loop.
+// handler returns, and the delivery then goes unanswered (the port is gone). An exception thrown by
+// the handler is caught here: nothing may unwind through the run loop.
 #pragma once
 
 #include "Client/CKeltoClient.h"
