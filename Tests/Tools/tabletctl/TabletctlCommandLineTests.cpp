@@ -4,20 +4,10 @@
 
 #include "Compat/PortTestSupport.h"
 
-#include <algorithm>
-
 #include <gtest/gtest.h>
 
 using tabletctl_test::RunTabletctl;
 using tabletctl_test::SRun;
-
-namespace
-{
-int Lines(const std::string& text)
-{
-    return static_cast<int>(std::count(text.begin(), text.end(), '\n'));
-}
-} // namespace
 
 TEST(TabletctlCommandLine, WithoutACoordinatorEveryRequestSaysSoInOneLine)
 {
@@ -98,5 +88,6 @@ TEST(TabletctlCommandLine, TheHelpDescribesEveryCommand)
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(run.out.find("IDENTIFIER[@MODE][=REFERENCE]"), std::string::npos);
     EXPECT_NE(run.out.find("Examples:"), std::string::npos);
-    EXPECT_GT(Lines(run.out), 20);
+    EXPECT_NE(run.out.find("settings (JSON settings text of a map or an array)"),
+              std::string::npos);
 }

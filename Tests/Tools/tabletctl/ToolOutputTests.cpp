@@ -70,9 +70,13 @@ TEST(ToolOutput, SettingsTreesAsJSONAndAsText)
 TEST(ToolOutput, ReplyDataShownByTypeOrByGuess)
 {
     using RawReplyOutput::Show;
-    const std::vector<unsigned char> archive = Capabilities()->GetASN1Binary();
+    // (An archive cannot hold a null, so the tree here has none.)
+    auto tree = CSettingsMap::New();
+    tree->SetKeyAndInteger("MultiTouchDeviceID", 1);
+    const std::vector<unsigned char> archive = tree->GetASN1Binary();
     EXPECT_EQ(Show(archive, "auto").mType, "settings");
-    EXPECT_EQ(Show(archive, "auto").mValue, SettingsOutput::ToJSON(Capabilities()));
+    EXPECT_EQ(Show(archive, "auto").mValue.dump(), "{\"MultiTouchDeviceID\":1}");
+    EXPECT_EQ(Show(archive, "settings").mText, "  MultiTouchDeviceID: 1\n");
     EXPECT_EQ(Show({'o', 'k', 0}, "auto").mType, "string");
     EXPECT_EQ(Show({'o', 'k', 0}, "auto").mText, "ok");
     EXPECT_EQ(Show({2, 0}, "auto").mType, "u16");
