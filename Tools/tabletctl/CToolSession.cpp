@@ -84,6 +84,12 @@ void CToolSession::Print(const SToolOptions& options_I, const nlohmann::ordered_
     std::fflush(stdout);
 }
 
+std::string CToolSession::Counted(std::size_t count_I, const std::string& one_I,
+                                  const std::string& many_I)
+{
+    return std::to_string(count_I) + " " + (count_I == 1 ? one_I : many_I);
+}
+
 std::string CToolSession::DescribeStatus(KELSTATUS status_I)
 {
     char hex[16];

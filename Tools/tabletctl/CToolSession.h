@@ -34,6 +34,9 @@ public:
     static void Print(const SToolOptions& options_I, const nlohmann::ordered_json& json_I,
                       const std::string& text_I);
 
+    // "1 tablet", "2 tablets".
+    static std::string Counted(std::size_t count_I, const std::string& one_I,
+                               const std::string& many_I);
     // "KELSTATUS_OBJECT_NOT_FOUND (0x0606)".
     static std::string DescribeStatus(KELSTATUS status_I);
     // "-1728 (errAENoSuchObject)", or the bare number for an error without a known name.

@@ -1,7 +1,6 @@
 #include "Tools/tabletctl/QueryCommands.h"
 
 #include "Common/Settings/CSettingsArray.h"
-#include "Common/Settings/CSettingsMap.h"
 #include "Tools/tabletctl/CToolSession.h"
 #include "Tools/tabletctl/SettingsOutput.h"
 
@@ -54,7 +53,7 @@ void Tablets(const SToolOptions& options_I)
     session.Check(session.Client().GetLastTabletUsed(lastUsed), "the last tablet used");
 
     nlohmann::ordered_json rows = nlohmann::ordered_json::array();
-    std::string text = Line("Tablets: %lld\n", static_cast<long long>(tablets.size()));
+    std::string text = "Tablets: " + std::to_string(tablets.size()) + "\n";
     if (!tablets.empty())
     {
         text += "  System ID  Driver     Index  Last used\n";
@@ -68,10 +67,9 @@ void Tablets(const SToolOptions& options_I)
                         {"index", tablet.mTabletIndex},
                         {"lastUsed", last}});
         char line[128];
-        std::snprintf(line, sizeof line, "  %9u  %d %-7s  %5d  %s\n", tablet.mSystemID,
-                      tablet.mDriverID, DriverName(tablet.mDriverID), tablet.mTabletIndex,
-                      last ? "yes" : "");
-        text += line;
+        std::snprintf(line, sizeof line, "  %9u  %d %-7s  %5d", tablet.mSystemID, tablet.mDriverID,
+                      DriverName(tablet.mDriverID), tablet.mTabletIndex);
+        text += std::string(line) + (last ? "  yes\n" : "\n");
     }
     nlohmann::ordered_json json = {{"tablets", rows}};
     json["lastTabletUsed"] = lastUsed == CKeltoClient::kNoTablet ? nlohmann::ordered_json(nullptr)
@@ -92,17 +90,10 @@ void Capabilities(const SToolOptions& options_I)
     CToolSession session(options_I);
     std::shared_ptr<CSettingsArray> capabilities;
     session.Check(session.Client().GetTouchCapabilities(capabilities), "the touch capabilities");
-    std::string text = Line("Touch capabilities of %lld tablets:\n",
-                            static_cast<long long>(capabilities->ObjectCount()));
-    for (std::size_t index = 0; index < capabilities->ObjectCount(); ++index)
-    {
-        std::shared_ptr<CSettingsMap> map =
-            CSettingsMap::CastToMap(capabilities->ObjectForIndex(index), false);
-        const long long deviceID =
-            map ? map->IntegerForKeyWithDefault("MultiTouchDeviceID", -1) : -1;
-        text += Line("  Device %lld\n", deviceID);
-        text += SettingsOutput::ToText(capabilities->ObjectForIndex(index), 4);
-    }
+    const std::string text =
+        "Touch capabilities of " +
+        CToolSession::Counted(capabilities->ObjectCount(), "tablet", "tablets") + ":\n" +
+        SettingsOutput::CapabilitiesText(capabilities);
     session.Print({{"capabilities", SettingsOutput::ToJSON(capabilities)}}, text);
 }
 

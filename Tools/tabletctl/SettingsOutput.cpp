@@ -132,4 +132,19 @@ std::string ToText(const std::shared_ptr<CSettingsObject>& object_I, int indent_
     AppendText(object_I, indent_I, text);
     return text;
 }
+
+std::string CapabilitiesText(const std::shared_ptr<CSettingsArray>& capabilities_I)
+{
+    std::string text;
+    for (std::size_t index = 0; index < capabilities_I->ObjectCount(); ++index)
+    {
+        const std::shared_ptr<CSettingsObject> tablet = capabilities_I->ObjectForIndex(index);
+        const std::shared_ptr<CSettingsMap> map = CSettingsMap::CastToMap(tablet, false);
+        const long long deviceID =
+            map ? map->IntegerForKeyWithDefault("MultiTouchDeviceID", -1) : -1;
+        text += "  Device " + std::to_string(deviceID) + "\n";
+        text += ToText(tablet, 4);
+    }
+    return text;
+}
 } // namespace SettingsOutput

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+class CSettingsArray;
 class CSettingsObject;
 
 namespace SettingsOutput
@@ -17,4 +18,8 @@ nlohmann::ordered_json ToJSON(const std::shared_ptr<CSettingsObject>& object_I);
 // One line per value, nested values indented by two more spaces than their parent;
 // indent_I spaces before the top level. A scalar at the top is one line without a key.
 std::string ToText(const std::shared_ptr<CSettingsObject>& object_I, int indent_I);
+
+// Touch capabilities for people: "  Device <MultiTouchDeviceID>" and the tablet's map below
+// it, for each tablet.
+std::string CapabilitiesText(const std::shared_ptr<CSettingsArray>& capabilities_I);
 } // namespace SettingsOutput

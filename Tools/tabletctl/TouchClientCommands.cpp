@@ -1,7 +1,6 @@
 #include "Tools/tabletctl/TouchClientCommands.h"
 
 #include "Common/Settings/CSettingsArray.h"
-#include "Common/Settings/CSettingsMap.h"
 #include "Tools/tabletctl/CCommandError.h"
 #include "Tools/tabletctl/CToolSession.h"
 #include "Tools/tabletctl/SettingsOutput.h"
@@ -29,17 +28,9 @@ constexpr double kForever = 1.0e10;
 
 std::string DeliveryText(const std::shared_ptr<CSettingsArray>& capabilities_I)
 {
-    std::string text = "Touch capabilities received for " +
-                       std::to_string(capabilities_I->ObjectCount()) + " tablets:\n";
-    for (std::size_t index = 0; index < capabilities_I->ObjectCount(); ++index)
-    {
-        auto map = CSettingsMap::CastToMap(capabilities_I->ObjectForIndex(index), false);
-        text += "  Device " +
-                std::to_string(map ? map->IntegerForKeyWithDefault("MultiTouchDeviceID", -1) : -1) +
-                "\n";
-        text += SettingsOutput::ToText(capabilities_I->ObjectForIndex(index), 4);
-    }
-    return text;
+    return "Touch capabilities received for " +
+           CToolSession::Counted(capabilities_I->ObjectCount(), "tablet", "tablets") + ":\n" +
+           SettingsOutput::CapabilitiesText(capabilities_I);
 }
 
 void StopOnSignal(int /*signal_I*/, void* /*info_I*/)
@@ -117,7 +108,8 @@ void Listen(const SToolOptions& options_I, const SListenArguments& arguments_I)
     const KELSTATUS unregistered = session.Client().UnregisterTouchClient();
     if (!options_I.mJSON)
     {
-        std::printf("Received %u deliveries.\n", deliveries);
+        std::printf("Received %s.\n",
+                    CToolSession::Counted(deliveries, "delivery", "deliveries").c_str());
         std::fflush(stdout);
     }
     if (arguments_I.mCount != 0 && deliveries < arguments_I.mCount)
