@@ -13,7 +13,7 @@
 namespace
 {
 // A Kelto driver with a second tablet, which has touch capabilities of its own.
-const char* kKeltoWithTwoTablets = R"({
+const char* kKeltoWithTwoTablets = R"json({
     "Name": "Kelto tablet driver (simulated)",
     "PortName": "com.kelto.KeltoTabletDriverMessageServer",
     "Version": "6.3.0",
@@ -25,7 +25,7 @@ const char* kKeltoWithTwoTablets = R"({
     ],
     "LastTabletUsed": 1,
     "LastTabletUsedTimestamp": 1500
-})";
+})json";
 
 std::vector<std::string> DeviceNames(const std::shared_ptr<CSettingsArray>& capabilities)
 {
