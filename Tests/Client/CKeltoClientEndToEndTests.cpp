@@ -20,7 +20,7 @@ const char* kKeltoWithTwoTablets = R"json({
     "Tablets": [
         {"SystemID": 0, "Model": "Kelto Pro M",
          "TouchCapabilities": {"MultiTouchDeviceName": "Kelto Pro M", "MultiTouchMaxFingers": 10}},
-        {"SystemID": 65535, "Model": "Kelto Pro L",
+        {"SystemID": 5, "Model": "Kelto Pro L",
          "TouchCapabilities": {"MultiTouchDeviceName": "Kelto Pro L", "MultiTouchMaxFingers": 16}}
     ],
     "LastTabletUsed": 1,
