@@ -1,0 +1,240 @@
+#include "Mac/Common/Communication/CMacDriverMessageSendPort.h"
+
+#include "Common/CNotFlipper.h"
+#include "Mac/Common/Communication/KelMessagingTestSupport.h"
+#include "Mac/Common/Communication/KelTestDriverProcess.h"
+#include "Mac/Common/Communication/MessageIDs.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <typeinfo>
+
+using namespace messaging_test;
+
+namespace
+{
+const std::string kDriverPort = "com.kelto.PenTabletDriverMessageServer";
+const std::string kSource = "Mac/Common/Communication/CMacDriverMessageSendPort:";
+
+std::string FlipperKind(const CFlipper* flipper)
+{
+    if (flipper == nullptr)
+    {
+        return "none";
+    }
+    return typeid(*flipper) == typeid(CNotFlipper) ? "CNotFlipper"
+           : typeid(*flipper) == typeid(CFlipper)  ? "CFlipper"
+                                                   : "other";
+}
+
+CEventPacket Packet(const std::string& data)
+{
+    CEventPacket packet;
+    packet.SetCommand(ECommandGet);
+    packet.AddKeyInt(EObjectIDTablet, 3, EAddrModeByIndex);
+    packet.AddKeyInt(EObjectIDTransducer, 0x11223344, EAddrModeByID);
+    packet.AddKeyString(EParameterIDName, "pen", false);
+    packet.PackData(static_cast<unsigned>(data.size()), data.data());
+    return packet;
+}
+
+class CMacDriverMessageSendPortTests : public ::testing::Test
+{
+protected:
+    CMacDriverMessageSendPortTests() : mName(KelTestMakeString(kDriverPort)) {}
+    ~CMacDriverMessageSendPortTests() override { CFRelease(mName); }
+
+    bool Serve(std::vector<std::string> arguments)
+    {
+        std::remove(mJournal.c_str());
+        arguments.insert(arguments.end(), {"--journal", mJournal});
+        return mDriver.Serve(kDriverPort, arguments);
+    }
+
+    KelTestPortDirectory mPortDirectory;
+    std::string mJournal = mPortDirectory.File("journal");
+    KelTestDriverProcess mDriver;
+    CFStringRef mName;
+};
+
+TEST_F(CMacDriverMessageSendPortTests, PacketsComeBackIntoTheSamePacketInEitherByteOrder)
+{
+    for (const std::string order : {"host", "reversed"})
+    {
+        SCOPED_TRACE(order);
+        ASSERT_TRUE(Serve({"--byte-order", order, "--status", "1539", "--answer", "6869"}));
+        CMacDriverMessageSendPort port;
+        ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
+        CEventPacket packet = Packet("\x01\x02\x03\x04");
+        EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
+        EXPECT_EQ(packet.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
+        EXPECT_EQ(DataOf(packet), "hi");
+        EXPECT_EQ(packet.ObjectKey(1)->mReference, reinterpret_cast<void*>(0x11223344));
+        EXPECT_STREQ(packet.ObjectKey(2)->String(), "pen");
+
+        // The driver got the packet as it was, and nothing else: no byte-order probe.
+        const auto journal = KelTestReadJournal(mJournal);
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0].msgid, std::uint32_t(kMessageIDEventPacket));
+        CEventPacket received;
+        ASSERT_EQ(Deserialize(journal[0].bytes, received), KELSTATUS_SUCCESS);
+        EXPECT_EQ(DataOf(received), "\x01\x02\x03\x04");
+    }
+}
+
+TEST_F(CMacDriverMessageSendPortTests, EmptyReplyLeavesThePacketNoReplyMeansDoneFailureMarksIt)
+{
+    CEventPacket packet = Packet("abc");
+    packet.SetStatus(0x1234);
+    CMacDriverMessageSendPort port;
+    EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_FAILURE); // no messaging client yet
+    EXPECT_EQ(packet.Status(), 0x1234);
+
+    ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
+    ASSERT_TRUE(Serve({"--packet-reply", "empty", "--answer", "6869"}));
+    EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
+    EXPECT_EQ(packet.Status(), 0x1234);
+    EXPECT_EQ(DataOf(packet), "abc");
+    ASSERT_TRUE(Serve({"--packet-reply", "none", "--answer", "6869"}));
+    EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
+    EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
+    EXPECT_EQ(DataOf(packet), "abc");
+
+    mDriver.Stop();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_FAILURE);
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.0);
+    EXPECT_EQ(packet.Status(), KELSTATUS_FAILURE);
+    EXPECT_EQ(DataOf(packet), "abc");
+}
+
+TEST_F(CMacDriverMessageSendPortTests, ByteOrderIsAskedEachTimeAndPicksTheFlipper)
+{
+    ASSERT_TRUE(Serve({"--endi", "2"}));
+    CMacDriverMessageSendPort port;
+    ASSERT_EQ(port.Init(mName, true), KELSTATUS_SUCCESS);
+    EXPECT_EQ(port.GetRemoteEndianness(), 2);
+    EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS);
+    EXPECT_EQ(FlipperKind(port.GetFlipper()), "CFlipper");
+    EXPECT_EQ(KelTestJournalIDs(mJournal), (std::vector<std::uint32_t>(2, kMessageIDEndianness)));
+
+    // Switching the automatic choice off sets the flipper up again: no reversal, said so.
+    const std::string assumed = kSource + "220: failed assertion: \"assuming no flip needed\"\n";
+    EXPECT_EQ(Capture([&] { port.SetAutoFlipsData(false); }).out, assumed);
+    EXPECT_EQ(FlipperKind(port.GetFlipper()), "CNotFlipper");
+    port.SetAutoFlipsData(true);
+    EXPECT_EQ(FlipperKind(port.GetFlipper()), "CFlipper");
+
+    ASSERT_TRUE(Serve({"--endi", "1"}));
+    EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS);
+    EXPECT_EQ(FlipperKind(port.GetFlipper()), "CNotFlipper");
+
+    // A driver that does not say is taken to be of our order while its port is valid.
+    for (const std::string answer : {"none", "empty", "0"})
+    {
+        ASSERT_TRUE(Serve({"--endi", answer}));
+        EXPECT_EQ(port.GetRemoteEndianness(), 0);
+        EXPECT_EQ(Capture([&] { EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS); }).out,
+                  assumed);
+        EXPECT_EQ(FlipperKind(port.GetFlipper()), "CNotFlipper");
+    }
+    mDriver.Stop();
+    EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_FAILURE);
+    EXPECT_EQ(FlipperKind(port.GetFlipper()), "none");
+}
+
+TEST_F(CMacDriverMessageSendPortTests, NewAlwaysConnects)
+{
+    ASSERT_TRUE(Serve({}));
+    const auto port = std::dynamic_pointer_cast<CMacDriverMessageSendPort>(
+        CDriverMessageSendPort::New(kDriverPort, false));
+    ASSERT_NE(port, nullptr);
+    EXPECT_TRUE(port->IsValid());
+    double send = 0, receive = 0;
+    port->GetMessagingClient()->GetSendReceiveTimeouts(send, receive);
+    EXPECT_EQ(send + receive, 1000.0);
+    EXPECT_EQ(CDriverMessageSendPort::New("com.kelto.NobodyServesThis", true), nullptr);
+}
+
+TEST_F(CMacDriverMessageSendPortTests, TransitRecordsReverseEveryFieldButNeverTheData)
+{
+    for (const bool reversed : {false, true})
+    {
+        SCOPED_TRACE(reversed);
+        ASSERT_TRUE(
+            Serve({"--byte-order", reversed ? "reversed" : "host", "--answer", "41424344"}));
+        CMacDriverMessageSendPort port;
+        ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
+        CEventPacket packet = Packet("WXYZ");
+        TransitRecordReturn receipt{7, 7};
+        EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_SUCCESS);
+        EXPECT_EQ(receipt.wStatus, 0u);
+        EXPECT_EQ(receipt.returnDataSize, 4u);
+        EXPECT_EQ(DataOf(packet), "ABCD"); // written over the packet's data as it came
+        EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, nullptr), KELSTATUS_SUCCESS);
+
+        const auto journal = KelTestReadJournal(mJournal);
+        ASSERT_EQ(journal.size(), 3u); // the byte order is asked once
+        EXPECT_EQ(journal[0].msgid, std::uint32_t(kMessageIDEndianness));
+        const Bytes& record = journal[1].bytes;
+        ASSERT_EQ(record.size(), 136u + 4u);
+        // Mode, identifier and reference per key; the string key's reference is a pointer.
+        const std::uint32_t keys[][3] = {{EAddrModeByIndex, EObjectIDTablet, 3},
+                                         {EAddrModeByID, EObjectIDTransducer, 0x11223344},
+                                         {EAddrModeByString, EParameterIDName, 0}};
+        for (std::size_t key = 0; key < 3; ++key)
+        {
+            EXPECT_EQ(Read<std::uint32_t>(record, key * 12), Swap(keys[key][0], reversed));
+            EXPECT_EQ(Read<std::uint16_t>(record, key * 12 + 4),
+                      Swap(std::uint16_t(keys[key][1]), reversed));
+            EXPECT_TRUE(key == 2 ||
+                        Read<std::uint32_t>(record, key * 12 + 8) == Swap(keys[key][2], reversed));
+        }
+        EXPECT_EQ(Bytes(record.begin() + 36, record.begin() + 120), Bytes(84, 0));
+        EXPECT_EQ(Read<std::uint32_t>(record, 120), Swap(4u, reversed));
+        EXPECT_EQ(Read<std::uint32_t>(record, 124), 0u);
+        EXPECT_EQ(Read<std::uint32_t>(record, 128), Swap(std::uint32_t(ECommandGet), reversed));
+        EXPECT_EQ(std::string(record.begin() + 136, record.end()), "WXYZ");
+    }
+}
+
+TEST_F(CMacDriverMessageSendPortTests, LegacyAnswersAreReadWithinTheBytesReceived)
+{
+    CMacDriverMessageSendPort port;
+    ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
+    CEventPacket packet = Packet("WXYZ");
+    TransitRecordReturn receipt{};
+    // Down: the byte-order probe fails first and no flipper is left.
+    EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_FAILURE);
+    EXPECT_EQ(receipt.wStatus, KELSTATUS_FAILURE);
+    EXPECT_EQ(port.GetFlipper(), nullptr);
+
+    // No reply: the send went through, the return status stays unset, and that is said.
+    ASSERT_TRUE(Serve({"--transit-reply", "none"}));
+    Output output = Capture([&] { EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), 0); });
+    EXPECT_EQ(receipt.wStatus, 0xFFFFu);
+    EXPECT_EQ(output.out, kSource + "475: failed assertion: status == returnReceipt_O->wStatus\n");
+
+    ASSERT_TRUE(Serve({"--transit-reply", "short"}));
+    EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_FAILURE);
+
+    // A return size beyond the request is reported; only the bytes that came are copied.
+    ASSERT_TRUE(Serve({"--answer", "5a5a", "--return-size", "40"}));
+    output = Capture([&] { EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), 0); });
+    EXPECT_EQ(output.out,
+              kSource + "575: failed assertion: returnRec.returnDataSize <= dataSize\n");
+    EXPECT_EQ(receipt.returnDataSize, 40u);
+    EXPECT_EQ(DataOf(packet), "ZZYZ");
+
+    // A failure status copies nothing.
+    ASSERT_TRUE(Serve({"--answer", "41424344", "--status", "1542"}));
+    EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_OBJECT_NOT_FOUND);
+    EXPECT_EQ(receipt.wStatus, KELSTATUS_OBJECT_NOT_FOUND);
+    EXPECT_EQ(DataOf(packet), "ZZYZ");
+
+    output =
+        Capture([&] { EXPECT_EQ(port.SendLegacyRequest(nullptr, nullptr), KELSTATUS_FAILURE); });
+    EXPECT_EQ(output.out, kSource + "504: failed assertion: pTransitRec\n");
+}
+} // namespace

@@ -1,0 +1,152 @@
+#include "Mac/Common/Communication/CMacMessagingClient.h"
+#include "Mac/Common/Communication/CMacMessagingServer.h"
+#include "Mac/Common/Communication/KelMessagingTestSupport.h"
+#include "Mac/Common/Communication/KelTestDriverProcess.h"
+#include "Mac/Common/Communication/MessageIDs.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+
+using namespace messaging_test;
+
+namespace
+{
+const std::string kDriverPort = "com.kelto.KeltoTabletDriverMessageServer";
+
+double SecondsSince(std::chrono::steady_clock::time_point start)
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The answer to 'ENDI' as text: "failed <status>", "none", or the bytes.
+std::string Ask(CMacMessagingClient& client)
+{
+    CFDataRef reply = nullptr;
+    const KELSTATUS status = client.SendRawRequest(kMessageIDEndianness, nullptr, &reply);
+    if (status != KELSTATUS_SUCCESS)
+    {
+        return "failed " + std::to_string(status);
+    }
+    if (reply == nullptr)
+    {
+        return "none";
+    }
+    const Bytes bytes = Take(reply);
+    return "[" + std::string(bytes.begin(), bytes.end()) + "]";
+}
+
+class CMacMessagingClientTests : public ::testing::Test
+{
+protected:
+    std::unique_ptr<CMacMessagingClient> MakeClient(bool connect, KELSTATUS expected,
+                                                    double receiveTimeout)
+    {
+        std::unique_ptr<CMacMessagingClient> client;
+        CFStringRef name = KelTestMakeString(kDriverPort);
+        EXPECT_EQ(CMacMessagingClient::AllocateAndInitInstance(client, name, 10.0, receiveTimeout,
+                                                               connect),
+                  expected);
+        CFRelease(name);
+        return client;
+    }
+
+    KelTestPortDirectory mPortDirectory;
+    KelTestDriverProcess mDriver;
+};
+
+TEST_F(CMacMessagingClientTests, ReconnectsByItselfOnceAndKeepsAnOpenPort)
+{
+    // Nobody serves the name: connecting fails, and a send fails at once, reply untouched.
+    auto client = MakeClient(true, KELSTATUS_FAILURE, 10.0);
+    CFDataRef reply = reinterpret_cast<CFDataRef>(&client); // any value to see it kept
+    const CFDataRef untouched = reply;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(client->SendRawRequest(kMessageIDEndianness, nullptr, &reply), KELSTATUS_FAILURE);
+    EXPECT_LT(SecondsSince(start), 1.0);
+    EXPECT_EQ(reply, untouched);
+    EXPECT_FALSE(client->IsValid());
+
+    // The driver comes up; the next send connects, with no Connect() from the caller.
+    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "65"}));
+    EXPECT_EQ(Ask(*client), "[A]");
+    const Output output =
+        Capture([&] { EXPECT_EQ(client->Connect(), KELSTATUS_DEVICE_ALREADY_OPEN); });
+    EXPECT_EQ(
+        output.out,
+        "Mac/Common/Communication/CMacMessagingClient:170: failed assertion: !mMessagePortRef\n");
+    EXPECT_EQ(Ask(*client), "[A]");
+
+    // Restarted drivers are reached again; an empty answer and no answer stay apart.
+    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "empty"}));
+    EXPECT_EQ(Ask(*client), "[]");
+    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "none"}));
+    EXPECT_EQ(Ask(*client), "none");
+
+    client->Disconnect();
+    EXPECT_FALSE(client->IsValid());
+    EXPECT_EQ(Ask(*client), "none");
+}
+
+TEST_F(CMacMessagingClientTests, FailuresMapToStatusesWithTheTwoTimeOutsApart)
+{
+    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--delay-ms", "1500"}));
+    auto client = MakeClient(false, KELSTATUS_SUCCESS, 0.3);
+    double send = 0, receive = 0;
+    client->GetSendReceiveTimeouts(send, receive);
+    EXPECT_EQ(send, 10.0);
+    EXPECT_EQ(receive, 0.3);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Ask(*client), "failed 65535");
+    EXPECT_LT(SecondsSince(start), 1.4);
+
+    // A driver that dies holding the request.
+    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--exit-on", "1"}));
+    client->SetSendReceiveTimeouts(10.0, 10.0);
+    EXPECT_EQ(Ask(*client), "failed 65535");
+
+    // The results a live transport cannot be made to give on demand.
+    EXPECT_EQ(CMacMessagingClient::StatusForPortResult(kCFMessagePortSuccess), KELSTATUS_SUCCESS);
+    EXPECT_EQ(CMacMessagingClient::StatusForPortResult(kCFMessagePortSendTimeout),
+              KELSTATUS_OS_BAD_RESOURCE);
+    EXPECT_EQ(CMacMessagingClient::StatusForPortResult(kCFMessagePortIsInvalid),
+              KELSTATUS_OS_BAD_RESOURCE);
+    const SInt32 failures[] = {kCFMessagePortReceiveTimeout, kCFMessagePortTransportError,
+                               kCFMessagePortBecameInvalidError, -77};
+    for (SInt32 result : failures)
+    {
+        EXPECT_EQ(CMacMessagingClient::StatusForPortResult(result), KELSTATUS_FAILURE) << result;
+    }
+}
+
+// A client that waits for replies in a mode of the test's choosing.
+class ModeClient : public CMacMessagingClient
+{
+public:
+    CFStringRef mMode = nullptr;
+    CFStringRef GetRunLoopMode() const override { return mMode; }
+};
+
+CFDataRef AnswerA(CFMessagePortRef, SInt32, CFDataRef, void*)
+{
+    return MakeData({'A'});
+}
+
+TEST_F(CMacMessagingClientTests, WaitsInItsVirtualModeWhereServersOfThisThreadAreServed)
+{
+    CFStringRef name = KelTestMakeString("com.kelto.CoordinatorMessageServer");
+    CMacMessagingServer server;
+    ASSERT_EQ(server.Init(name, AnswerA, nullptr), KELSTATUS_SUCCESS);
+    ModeClient client;
+    client.Init(name, 2.0, 0.3);
+    CFRelease(name);
+    EXPECT_TRUE(
+        CFEqual(client.CMacMessagingClient::GetRunLoopMode(), CFSTR("CMacMessagingClientMode")));
+
+    client.mMode = CFSTR("CMacMessagingClientMode");
+    EXPECT_EQ(Ask(client), "[A]");
+    client.mMode = CFSTR("SomeOtherMode");
+    EXPECT_EQ(Ask(client), "failed 65535");
+}
+} // namespace

@@ -1,0 +1,112 @@
+// Test support for the messaging tests: output capture, packets as bytes, transit records
+// built field by field in either byte order.
+#pragma once
+
+#include "Common/CEventPacket.h"
+#include "Mac/Common/Communication/TransitRecord.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace messaging_test
+{
+using Bytes = std::vector<std::uint8_t>;
+
+struct Output
+{
+    std::string out; // assertion lines
+    std::string err; // standard error, and the system log when opened with LOG_PERROR
+};
+
+template <typename F> Output Capture(F&& action)
+{
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    action();
+    std::fflush(nullptr);
+    Output output;
+    output.out = testing::internal::GetCapturedStdout();
+    output.err = testing::internal::GetCapturedStderr();
+    return output;
+}
+
+// The bytes of a CFData, which is released: every reply is handed over owned.
+inline Bytes Take(CFDataRef data)
+{
+    Bytes bytes;
+    if (data != nullptr)
+    {
+        bytes.assign(CFDataGetBytePtr(data), CFDataGetBytePtr(data) + CFDataGetLength(data));
+        CFRelease(data);
+    }
+    return bytes;
+}
+
+inline CFDataRef MakeData(const Bytes& bytes)
+{
+    return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
+}
+
+inline Bytes Serialize(const CEventPacket& packet)
+{
+    Bytes block(packet.GetSerializedSize(nullptr));
+    EXPECT_TRUE(packet.SerializeToBuffer(block.data(), block.size(), nullptr));
+    return block;
+}
+
+inline KELSTATUS Deserialize(Bytes block, CEventPacket& packet)
+{
+    return packet.DeserializeFromBuffer(block.data(), block.size(), nullptr);
+}
+
+inline std::string DataOf(const CEventPacket& packet)
+{
+    return packet.Buffer()
+               ? std::string(static_cast<const char*>(packet.Buffer()), packet.SizeOfData())
+               : std::string();
+}
+
+inline std::uint32_t Swap(std::uint32_t v, bool reversed)
+{
+    return reversed ? __builtin_bswap32(v) : v;
+}
+
+inline std::uint16_t Swap(std::uint16_t v, bool reversed)
+{
+    return reversed ? __builtin_bswap16(v) : v;
+}
+
+template <typename T> T Read(const Bytes& bytes, std::size_t offset)
+{
+    T value{};
+    std::memcpy(&value, bytes.data() + offset, sizeof(T));
+    return value;
+}
+
+// A transit record request: keys {identifier, reference, mode}, then the data; the header
+// announces `announced` bytes when it is given, else the data's size.
+inline Bytes Record(std::vector<TransitKeyRecord> keys, std::uint32_t command,
+                    const std::string& data, long long announced = -1)
+{
+    TransitRecord record;
+    std::memset(&record, 0, sizeof(record));
+    for (std::size_t i = 0; i < keys.size(); ++i)
+    {
+        record.keys[i] = keys[i];
+    }
+    record.sizeOfData = static_cast<std::uint32_t>(announced >= 0 ? announced : data.size());
+    record.sourceOfRequest = 3;
+    record.command = command;
+    Bytes bytes(kTransitRecordHeaderSize + data.size());
+    std::memcpy(bytes.data(), &record, kTransitRecordHeaderSize);
+    std::memcpy(bytes.data() + kTransitRecordHeaderSize, data.data(), data.size());
+    return bytes;
+}
+} // namespace messaging_test

@@ -1,0 +1,179 @@
+// Transit records received by the coordinator (CMacMessagingServer).
+#include "Mac/Common/Communication/CMacMessagingServer.h"
+
+#include "Mac/Common/Communication/KelMessagingTestSupport.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <syslog.h>
+
+#include <memory>
+
+using namespace messaging_test;
+using testing::HasSubstr;
+
+namespace
+{
+const std::string kSource = "Mac/Common/Communication/CMacMessagingServer:";
+
+struct Answerer
+{
+    std::unique_ptr<CEventPacket> seen;
+    KELSTATUS status = KELSTATUS_SUCCESS;
+    std::string answer; // packed as the answer when not empty
+
+    static KELSTATUS Callback(CEventPacket* packet, void* context)
+    {
+        auto* self = static_cast<Answerer*>(context);
+        self->seen = std::make_unique<CEventPacket>(*packet);
+        if (!self->answer.empty())
+        {
+            packet->PackData(static_cast<unsigned>(self->answer.size()), self->answer.data());
+        }
+        return self->status;
+    }
+};
+
+class TransitRecordReceiveTests : public ::testing::Test
+{
+protected:
+    // The system log also goes to standard error, where the tests read it.
+    TransitRecordReceiveTests() { openlog("kel_tests", LOG_PERROR, LOG_USER); }
+    ~TransitRecordReceiveTests() override { closelog(); }
+    void SetUp() override { mServer.SetProcessEventCallback(Answerer::Callback, &mAnswerer); }
+
+    // The reply as "none" or the return record's two words and the data.
+    std::string Serve(const Bytes& request, Output* output = nullptr)
+    {
+        CFDataRef data = MakeData(request);
+        CFDataRef reply = nullptr;
+        const Output captured = Capture([&] { reply = mServer.ProcessRequest(data, 0); });
+        CFRelease(data);
+        if (output != nullptr)
+        {
+            *output = captured;
+        }
+        if (reply == nullptr)
+        {
+            return "none";
+        }
+        const Bytes bytes = Take(reply);
+        return std::to_string(Read<std::uint32_t>(bytes, 0)) + " " +
+               std::to_string(Read<std::uint32_t>(bytes, 4)) + " [" +
+               std::string(bytes.begin() + 8, bytes.end()) + "]";
+    }
+
+    // For death tests, which read standard error themselves: nothing captured.
+    void ServeUncaptured(const Bytes& request)
+    {
+        CFDataRef data = MakeData(request);
+        Take(mServer.ProcessRequest(data, 0));
+        CFRelease(data);
+    }
+
+    CMacMessagingServer mServer;
+    Answerer mAnswerer;
+};
+
+TEST_F(TransitRecordReceiveTests, MalformedRecordsGetNoReplyAndOneLogLine)
+{
+    struct Case
+    {
+        Bytes request;
+        std::string log;
+        std::string out;
+    };
+    const Case cases[] = {
+        {Bytes(135, 0), "*** transit record unusually small (135 instead of 136) ***", ""},
+        {Record({}, 1, "", 0x10000), "*** transit record unusually large ***",
+         kSource + "294: failed assertion: transitRec.sizeOfData < 0xffff\n"},
+        {Record({}, 1, "abcd", 10),
+         "*** transit record unexpectedly small (140 instead of 146) ***", ""},
+    };
+    for (const Case& c : cases)
+    {
+        Output output;
+        EXPECT_EQ(Serve(c.request, &output), "none");
+        EXPECT_THAT(output.err, HasSubstr(c.log + "\n"));
+        EXPECT_EQ(output.out, c.out);
+    }
+    EXPECT_EQ(mAnswerer.seen, nullptr);
+}
+
+TEST_F(TransitRecordReceiveTests, RecordBecomesAPacketWhoseAnswerComesBack)
+{
+    mAnswerer.answer = "wxyz";
+    Output output;
+    EXPECT_EQ(Serve(Record({{EAddrModeByIndex, EObjectIDTablet, 0, 2},
+                            {EAddrModeByID, EObjectIDTransducer, 0, 7},
+                            {EAddrModeByString, EParameterIDName, 0, 0xDEADBEEF}},
+                           ECommandSet, "abcd"),
+                    &output),
+              "0 4 [wxyz]");
+    EXPECT_EQ(output.out, "");
+    const CEventPacket& seen = *mAnswerer.seen;
+    EXPECT_EQ(seen.Command(), ECommandSet);
+    EXPECT_EQ(seen.SourceOfRequest(), 3u);
+    EXPECT_EQ(DataOf(seen), "abcd");
+    EXPECT_EQ(seen.ObjectKey(0)->mReference, reinterpret_cast<void*>(2));
+    EXPECT_EQ(seen.ObjectKey(1)->mAddressingMode, EAddrModeByID);
+    EXPECT_EQ(seen.ObjectKey(1)->mReference, reinterpret_cast<void*>(7));
+    // A string key's text does not travel; the sender's pointer is never followed.
+    EXPECT_EQ(seen.ObjectKey(2)->mAddressingMode, EAddrModeByString);
+    EXPECT_STREQ(seen.ObjectKey(2)->String(), "");
+    EXPECT_EQ(seen.ObjectKey(3)->Identifier(), EObjectIDNothing);
+
+    // Ten keys leave the chain no sentinel of its own: served all the same.
+    mAnswerer.answer.clear();
+    std::vector<TransitKeyRecord> ten(kTransitRecordKeyCount,
+                                      {EAddrModeByIndex, EObjectIDTablet, 0, 9});
+    EXPECT_EQ(Serve(Record(ten, ECommandGet, "ab")), "0 2 [ab]");
+    EXPECT_EQ(mAnswerer.seen->ObjectKey(9)->mReference, reinterpret_cast<void*>(9));
+
+    // A larger answer is sized but not copied.
+    mAnswerer.answer = "longer";
+    EXPECT_EQ(Serve(Record({}, ECommandGet, "ab"), &output), std::string("0 6 [\0\0]", 8));
+    EXPECT_EQ(output.out,
+              kSource + "403: failed assertion: memcmp( pData, bufferPtr, dataSize ) == 0\n");
+}
+
+TEST_F(TransitRecordReceiveTests, MissingAndNotImplementedAreAnsweredQuietly)
+{
+    for (KELSTATUS status : {KELSTATUS_SUCCESS, KELSTATUS_RESOURCE_MISSING,
+                             KELSTATUS_METHOD_NOT_IMPLEMENTED, KELSTATUS_RESOURCE_BAD})
+    {
+        mAnswerer.status = status;
+        Output output;
+        EXPECT_EQ(Serve(Record({}, ECommandGet, "12"), &output),
+                  std::to_string(status) + " 2 [12]");
+        EXPECT_EQ(output.out,
+                  status == KELSTATUS_RESOURCE_BAD ? "error from ProcessEvent : 513\n" : "");
+    }
+    // Without a callback the port refuses the request; the record itself is answered as
+    // it came, with status 0.
+    mServer.SetProcessEventCallback(nullptr, nullptr);
+    EXPECT_EQ(Serve(Record({}, ECommandGet, "12")), "none");
+    CFDataRef data = MakeData(Record({}, ECommandGet, "12"));
+    const Bytes reply = Take(mServer.ProcessTransitRecordMessage(data));
+    CFRelease(data);
+    EXPECT_EQ(reply, (Bytes{0, 0, 0, 0, 2, 0, 0, 0, '1', '2'}));
+}
+
+// Old clients cannot take a shorter answer, nor one of 1000 bytes or more: the process ends.
+TEST_F(TransitRecordReceiveTests, ShorterOrThousandByteAnswersEndTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    mAnswerer.answer = "1234";
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, "12345678")),
+                 "CMacMessagingServer:415: failed assertion: dataSize <= returnRec.returnDataSize");
+    mAnswerer.answer.clear();
+    // The largest size a record may announce passes its own check first.
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(0xFFFF, 'x'))),
+                 "CMacMessagingServer:416: failed assertion: returnRec.returnDataSize < 1000");
+    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(1000, 'x'))),
+                 "returnRec.returnDataSize < 1000");
+    EXPECT_THAT(Serve(Record({}, ECommandGet, std::string(999, 'x'))),
+                testing::StartsWith("0 999 [xxx"));
+}
+} // namespace
