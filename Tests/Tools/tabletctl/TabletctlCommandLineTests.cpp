@@ -1,6 +1,6 @@
 // tabletctl without a coordinator: every subcommand that needs one says so in one line and
 // exits 3; a bad request is refused before anything is asked; the help is there.
-#include "Tools/tabletctl/TabletctlRunner.h"
+#include "Tests/Tools/tabletctl/TabletctlRunner.h"
 
 #include "Compat/PortTestSupport.h"
 

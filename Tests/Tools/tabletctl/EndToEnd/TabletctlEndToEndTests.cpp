@@ -1,7 +1,7 @@
 // tabletctl against the real coordinator and two simulated drivers: what each command
 // prints, in text and in JSON, and its exit status when something fails.
-#include "Tests/Client/CoordinatorWithDrivers.h"
-#include "Tools/tabletctl/TabletctlRunner.h"
+#include "Tests/Client/EndToEnd/CoordinatorWithDrivers.h"
+#include "Tests/Tools/tabletctl/TabletctlRunner.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -3,7 +3,7 @@
 
 #include "Common/Settings/CSettingsArray.h"
 #include "Common/Settings/CSettingsMap.h"
-#include "Tests/Client/CoordinatorWithDrivers.h"
+#include "Tests/Client/EndToEnd/CoordinatorWithDrivers.h"
 
 #include <gtest/gtest.h>
 
