@@ -74,5 +74,7 @@ void AddControlCommands(CLI::App& app_IO, const SToolOptions& options_I)
                      "Wait up to this many seconds until the coordinator has ended, and fail "
                      "if it has not")
         ->check(CLI::NonNegativeNumber);
+    quit->footer("The coordinator answers the request, then ends; with --wait, tabletctl then "
+                 "waits until the coordinator's port is gone.");
     quit->callback([&options_I] { Quit(options_I, waitSeconds); });
 }

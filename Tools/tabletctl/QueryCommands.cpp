@@ -145,6 +145,8 @@ void AddQueryCommands(CLI::App& app_IO, const SToolOptions& options_I)
 
     CLI::App* version =
         app_IO.add_subcommand("version", "Print the protocol version the coordinator announces");
+    version->footer("The number is the coordinator's own setting (the key \"Protocal\" of its "
+                    "Info.plist): the version of the request protocol it serves.");
     version->callback([&options_I] { Version(options_I); });
 
     CLI::App* capabilities = app_IO.add_subcommand(

@@ -14,6 +14,26 @@
 
 #include <cstdio>
 #include <exception>
+#include <string>
+
+namespace
+{
+// Every subcommand's help names the options that all of them share.
+void AddCommonFooter(CLI::App& app_IO)
+{
+    for (CLI::App* command : app_IO.get_subcommands({}))
+    {
+        if (command->get_name() != "settings")
+        {
+            const std::string own = command->get_footer();
+            command->footer((own.empty() ? "" : own + "\n") +
+                            "Options of every command (see tabletctl --help): --json, --port, "
+                            "--timeout.");
+            AddCommonFooter(*command);
+        }
+    }
+}
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -36,7 +56,8 @@ int main(int argc, char** argv)
                "Exit status: 0 done; 1 a request failed (its KELSTATUS or Apple Event error is "
                "named) or an argument or file could not be used; 2 an unexpected failure; 3 the "
                "coordinator is not running; other values: the command line could not be read.\n"
-               "Each subcommand has its own --help.");
+               "The options above may also follow the subcommand. Each subcommand has its own "
+               "--help.");
 
     AddQueryCommands(app, options);
     AddControlCommands(app, options);
@@ -44,6 +65,7 @@ int main(int argc, char** argv)
     AddRawCommands(app, options);
     AddAppleEventCommands(app, options);
     AddSettingsCommands(app);
+    AddCommonFooter(app);
     try
     {
         app.parse(argc, argv);
