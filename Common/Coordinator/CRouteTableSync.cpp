@@ -228,9 +228,9 @@ void CRouteTable::SendTouchCapabilitiesToAPIClients()
             failed.emplace_back(name, port);
             continue;
         }
-        // Each client gets the capabilities, not the reply of the client before it.
-        CEventPacket packet(capabilities);
-        if (port->SendKeltoEvent(&packet) != KELSTATUS_SUCCESS)
+        // One packet for all clients, in name order: each sees it as the client before it
+        // answered it, as drivers do in a walk over all drivers.
+        if (port->SendKeltoEvent(&capabilities) != KELSTATUS_SUCCESS)
         {
             failed.emplace_back(name, port);
         }
