@@ -1,8 +1,12 @@
 #include "Tests/Support/SimulatedDriverProcess.h"
 
+#include "Tests/Support/SanitizerReport.h"
+
 #include "Tools/SimulatedDriver/SimDriverConfigReader.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+
+#include <gtest/gtest.h>
 
 #include <atomic>
 #include <cerrno>
@@ -175,6 +179,13 @@ SimulatedDriverProcess::SimulatedDriverProcess(const std::string& portDirectory_
 SimulatedDriverProcess::~SimulatedDriverProcess()
 {
     Stop();
+    // A sanitizer's report fails the test that started the driver, whether or not the test
+    // looked at how the driver ended.
+    const std::string report = SanitizerReport(Log());
+    if (!report.empty())
+    {
+        ADD_FAILURE() << "simdriver " << mPortName << ":\n" << report;
+    }
 }
 
 std::optional<int> SimulatedDriverProcess::Reap(bool block_I)

@@ -1,0 +1,212 @@
+// The coordinator's life as a process: its port, its bundle's protocol version, the ways it
+// ends, the stale coordinator it replaces and the start-up that fails.
+#include "Tests/EndToEnd/CoordinatorProcess.h"
+#include "Tests/EndToEnd/EndToEndSupport.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
+
+#include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+using end_to_end::Client;
+using end_to_end::kAnswerSeconds;
+using end_to_end::Packet;
+
+// Printed by the first synchronisation, which runs once launching has finished: from then
+// on the signal handlers are in place.
+const char kLaunched[] = "CRouteTable::Sync";
+
+class CoordinatorLifetimeTests : public ::testing::Test
+{
+protected:
+    std::unique_ptr<CoordinatorProcess>
+    Launch(const std::string& name, const std::vector<std::string>& environment = {},
+           const std::string& program = CoordinatorProcess::ProgramPath())
+    {
+        auto process = std::make_unique<CoordinatorProcess>(Scratch(name + ".log"), program);
+        EXPECT_TRUE(process->Start(environment));
+        return process;
+    }
+
+    // Starts one and waits until it has launched.
+    std::unique_ptr<CoordinatorProcess>
+    Running(const std::string& name, const std::vector<std::string>& environment = {},
+            const std::string& program = CoordinatorProcess::ProgramPath())
+    {
+        auto process = Launch(name, environment, program);
+        EXPECT_TRUE(process->WaitForLog(kLaunched, kAnswerSeconds)) << process->Log();
+        return process;
+    }
+
+    static CEventPacket VersionRequest(ECommand command)
+    {
+        return Packet(command, {{EObjectIDRoutingTable}, {EParameterIDFileVersion}});
+    }
+
+    // Files of the test live in its port directory and go with it.
+    std::string Scratch(const std::string& name) const { return mPorts.Path() + "/" + name; }
+
+    ScopedPortDirectory mPorts;
+};
+
+TEST_F(CoordinatorLifetimeTests, ProtocolVersionComesFromTheBundlesInformation)
+{
+    const std::string built = CoordinatorProcess::BuiltInfoPlist();
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(built, match,
+                                  std::regex("<key>Protocal</key>\\s*<integer>(\\d+)</integer>")));
+    const unsigned int builtVersion = static_cast<unsigned int>(std::stoul(match[1]));
+
+    struct SCase
+    {
+        std::string mName;
+        std::string mPlist;
+        KELSTATUS mStatus;
+        unsigned int mVersion;
+    };
+    const SCase cases[] = {
+        {"built", "", KELSTATUS_SUCCESS, builtVersion},
+        {"seven",
+         std::regex_replace(built, std::regex("<integer>\\d+</integer>"), "<integer>7</integer>"),
+         KELSTATUS_SUCCESS, 7},
+        // Without the key the coordinator has no version to give.
+        {"none",
+         std::regex_replace(built,
+                            std::regex("<key>Protocal</key>\\s*<integer>\\d+"
+                                       "</integer>"),
+                            ""),
+         KELSTATUS_OS_BAD_RESOURCE, 0},
+    };
+    for (const SCase& c : cases)
+    {
+        const std::string program =
+            c.mPlist.empty() ? CoordinatorProcess::ProgramPath()
+                             : CoordinatorProcess::CopyBundle(Scratch(c.mName), c.mPlist);
+        auto coordinator = Running(c.mName, {}, program);
+        Client client(CMacInputs::kPortName);
+
+        CEventPacket get = VersionRequest(ECommandGet);
+        EXPECT_EQ(client.Send(get), c.mStatus) << c.mName;
+        EXPECT_EQ(get.Status(), c.mStatus) << c.mName;
+        if (c.mStatus == KELSTATUS_SUCCESS)
+        {
+            EXPECT_EQ(get.UnPackData_<unsigned int>(0xFFFFFFFF), c.mVersion) << c.mName;
+        }
+        // The version cannot be set.
+        CEventPacket set = VersionRequest(ECommandSet);
+        set.PackData_<unsigned int>(9);
+        client.Send(set);
+        EXPECT_EQ(set.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED) << c.mName;
+        EXPECT_EQ(coordinator->Stop(), 0) << coordinator->Log();
+    }
+}
+
+TEST_F(CoordinatorLifetimeTests, QuitRequestEndsItCleanly)
+{
+    auto coordinator = Running("quit");
+    Client client(CMacInputs::kPortName);
+    CEventPacket quit =
+        Packet(ECommandDestroy, {{EObjectIDRoutingTable}, {EParameterIDTabletBlock}});
+    EXPECT_EQ(client.Send(quit), KELSTATUS_SUCCESS);
+    EXPECT_EQ(coordinator->WaitForExit(kAnswerSeconds), 0) << coordinator->Log();
+
+    // Its port went with it.
+    CEventPacket again = VersionRequest(ECommandGet);
+    EXPECT_NE(client.Send(again), KELSTATUS_SUCCESS);
+}
+
+TEST_F(CoordinatorLifetimeTests, HangUpInterruptQuitAbortAndTerminateEndItCleanly)
+{
+    for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT})
+    {
+        auto coordinator = Running("signal" + std::to_string(signal));
+        coordinator->Signal(signal);
+        EXPECT_EQ(coordinator->WaitForExit(kAnswerSeconds), 0) << "signal " << signal << "\n"
+                                                               << coordinator->Log();
+    }
+}
+
+TEST_F(CoordinatorLifetimeTests, StartsWithoutAConsoleUserAndNeverChangesIdentity)
+{
+    // Nobody logged in: said in the log, and the coordinator runs all the same.
+    auto nobody = Running("nobody");
+    EXPECT_NE(nobody->Log().find("NO LOGGED IN USER"), std::string::npos) << nobody->Log();
+    EXPECT_EQ(nobody->Stop(), 0) << nobody->Log();
+
+    // Somebody else at the console: named in the log, but on this system release the
+    // coordinator keeps the identity it was started with.
+    auto somebody = Running("somebody", {"KELTO_CONSOLE_USER=someone:4242:4343"});
+    EXPECT_NE(somebody->Log().find("Transition to User ID:4242 Group:4343"), std::string::npos)
+        << somebody->Log();
+    std::ifstream status("/proc/" + std::to_string(somebody->Pid()) + "/status");
+    std::string line;
+    std::string uids;
+    while (std::getline(status, line))
+    {
+        if (line.rfind("Uid:", 0) == 0)
+        {
+            uids = line;
+        }
+    }
+    std::istringstream fields(uids.substr(4));
+    unsigned long real = 0;
+    unsigned long effective = 0;
+    fields >> real >> effective;
+    EXPECT_EQ(effective, static_cast<unsigned long>(geteuid())) << uids;
+    EXPECT_EQ(somebody->Stop(), 0) << somebody->Log();
+}
+
+TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
+{
+    // A coordinator of another port directory (another session): not ours to end.
+    const std::string otherPorts = Scratch("other-ports");
+    ASSERT_EQ(mkdir(otherPorts.c_str(), 0700), 0);
+    auto unrelated = Running("unrelated", {"KELTO_PORT_DIR=" + otherPorts});
+
+    // A coordinator that holds our port name and no longer answers.
+    auto stale = Running("stale");
+    stale->Signal(SIGSTOP);
+
+    auto fresh = Launch("fresh");
+    ASSERT_TRUE(fresh->WaitForLog("CMacInputs::InitMessageServer succeeded.", 40)) << fresh->Log();
+    EXPECT_NE(fresh->Log().find("Killing the other coordinator."), std::string::npos);
+    EXPECT_EQ(stale->WaitForExit(kAnswerSeconds), 128 + SIGKILL);
+
+    // The new one serves the name.
+    Client client(CMacInputs::kPortName);
+    CEventPacket get = VersionRequest(ECommandGet);
+    EXPECT_EQ(client.Send(get), KELSTATUS_SUCCESS);
+    EXPECT_EQ(fresh->WaitForExit(0), -1) << "the new coordinator must still run";
+    EXPECT_EQ(unrelated->WaitForExit(0), -1) << "a coordinator of another directory was killed";
+    EXPECT_EQ(fresh->Stop(), 0) << fresh->Log();
+    EXPECT_EQ(unrelated->Stop(), 0) << unrelated->Log();
+}
+
+TEST_F(CoordinatorLifetimeTests, PortThatCannotBeHadFailsStartUpWithTheMessage)
+{
+    // A port directory open to others is refused, so the port can never be made; there is
+    // no other coordinator to kill either.
+    const std::string openPorts = Scratch("open-ports");
+    ASSERT_EQ(mkdir(openPorts.c_str(), 0700), 0);
+    ASSERT_EQ(chmod(openPorts.c_str(), 0755), 0);
+    auto coordinator = Launch("refused", {"KELTO_PORT_DIR=" + openPorts});
+    EXPECT_EQ(coordinator->WaitForExit(40), 255);
+    const std::string log = coordinator->Log();
+    EXPECT_NE(log.find("Killing the other coordinator."), std::string::npos) << log;
+    EXPECT_NE(log.find("CMacInputs::InitMessageServer failed."), std::string::npos) << log;
+    EXPECT_NE(log.find("*** Coordinator termininating because initialization failed. ***"),
+              std::string::npos)
+        << log;
+    // Start-up stopped before the application ran.
+    EXPECT_EQ(log.find(kLaunched), std::string::npos) << log;
+}
+} // namespace

@@ -1,0 +1,56 @@
+// The real coordinator as a process of a test.
+//
+// Started from the build's TabletDriver.app with this test's environment (so with the port
+// directory the test chose in KELTO_PORT_DIR), nobody at the console unless the test says
+// otherwise (KELTO_CONSOLE_USER), and its standard output and error in a log file. Every
+// wait is bounded; the process is always stopped by its process ID: SIGTERM, then SIGKILL
+// when it does not end in time.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+class CoordinatorProcess
+{
+public:
+    // Where the build put the program.
+    static std::string ProgramPath();
+    // Lays out a copy of the bundle in `directory` (TabletDriver.app, the program and the
+    // Info.plist text given) and returns the copy's program path.
+    static std::string CopyBundle(const std::string& directory, const std::string& infoPlist);
+    // The build's Info.plist text.
+    static std::string BuiltInfoPlist();
+
+    // Output goes to `logPath`; `programPath` is the program to start.
+    explicit CoordinatorProcess(std::string logPath, std::string programPath = ProgramPath());
+    ~CoordinatorProcess();
+    CoordinatorProcess(const CoordinatorProcess&) = delete;
+    CoordinatorProcess& operator=(const CoordinatorProcess&) = delete;
+
+    // Starts it; `environment` entries ("NAME=value") are added to, or replace, this
+    // process's own.
+    bool Start(const std::vector<std::string>& environment = {});
+    // Whether its message port answers within `seconds` (false at once if it ended).
+    bool WaitUntilServing(double seconds);
+    // Whether `text` appears in its output within `seconds`.
+    bool WaitForLog(const std::string& text, double seconds) const;
+    std::string Log() const;
+
+    // Its exit code, 128 + the signal that ended it, or -1 when it is still running after
+    // `seconds`.
+    int WaitForExit(double seconds);
+    void Signal(int signal);
+    // SIGTERM, then SIGKILL after five seconds. Its exit code as WaitForExit gives it; the
+    // code it ended with when it had ended already (0 when it was never started).
+    int Stop();
+
+    pid_t Pid() const { return mPid; }
+    bool Running() const { return mPid > 0; }
+
+private:
+    std::string mLogPath;
+    std::string mProgramPath;
+    pid_t mPid = -1;
+    int mExitCode = 0;
+};
