@@ -21,6 +21,19 @@ const char* PortNameOf(int driverID_I)
 {
     return driverID_I == 0 ? kSimKeltoDriverPortName : kSimPenDriverPortName;
 }
+
+// How many tablet blocks a coordinator has sent the driver, as its trace tells.
+size_t TabletBlocksSent(const SimulatedDriverProcess& driver_I)
+{
+    const std::string log = driver_I.Log();
+    size_t count = 0;
+    for (size_t at = log.find("set tablet-block"); at != std::string::npos;
+         at = log.find("set tablet-block", at + 1))
+    {
+        ++count;
+    }
+    return count;
+}
 } // namespace
 
 std::string DriverConfig(int driverID_I, const std::string& name_I, const std::string& faultsJson_I)
@@ -71,6 +84,13 @@ bool CCoordinatorWithDrivers::Start()
 
 bool CCoordinatorWithDrivers::StartCoordinator()
 {
+    // The tablet blocks each driver had been sent before this coordinator: its first sync
+    // ends by sending one more to every driver that runs.
+    size_t blocksBefore[2] = {};
+    for (int driverID = 0; driverID < 2; ++driverID)
+    {
+        blocksBefore[driverID] = mDrivers[driverID] ? TabletBlocksSent(*mDrivers[driverID]) : 0;
+    }
     const std::string log = mPorts.Path() + "/coordinator.log";
     mCoordinator = mOptions.mCoordinatorProgram.empty()
                        ? std::make_unique<CoordinatorProcess>(log)
@@ -79,6 +99,25 @@ bool CCoordinatorWithDrivers::StartCoordinator()
     {
         mProblem = "the coordinator did not start\n" + Logs();
         return false;
+    }
+    // A request that comes while the first sync still asks a driver which wire form it
+    // speaks reaches that driver as a transit record, and a tablet count taken then can
+    // start a sync of its own that numbers the tablets afresh. Clients of the tests come
+    // once the first sync is over, so that the answers they check are settled ones.
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(static_cast<long>(kStartSeconds * 1000));
+    for (int driverID = 0; driverID < 2; ++driverID)
+    {
+        while (mDrivers[driverID] && mDrivers[driverID]->IsRunning() &&
+               TabletBlocksSent(*mDrivers[driverID]) <= blocksBefore[driverID])
+        {
+            if (std::chrono::steady_clock::now() >= deadline)
+            {
+                mProblem = "the coordinator's first sync did not end\n" + Logs();
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
     return true;
 }

@@ -47,7 +47,8 @@ public:
     // Starts the drivers, then the coordinator, and waits for the first sync. False with
     // the reason (and the logs) in Problem() when any step fails.
     bool Start();
-    // Starts the coordinator again (after the test stopped it) and waits until it serves.
+    // Starts the coordinator again (after the test stopped it) and waits until it serves
+    // and its first sync has sent every running driver the tablet block.
     bool StartCoordinator();
     const std::string& Problem() const { return mProblem; }
 
