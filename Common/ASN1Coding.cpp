@@ -77,12 +77,30 @@ size_t DecodeContentLength(const std::vector<uint8_t>& archive_I, size_t& pos_IO
     return length;
 }
 
+// The length octets of MakeLength, appended in place (no vector per node).
+void AppendLength(size_t length, std::vector<uint8_t>& archive_IO)
+{
+    if (length == IndefiniteLength)
+    {
+        archive_IO.push_back(MakeIndefiniteLength());
+    }
+    else if (length <= 127)
+    {
+        archive_IO.push_back(static_cast<uint8_t>(length));
+    }
+    else
+    {
+        const size_t byteCount = MinByteLengthOfInt(length);
+        archive_IO.push_back(static_cast<uint8_t>(0x80 | byteCount));
+        WriteIntegerOfLengthToArchive(length, byteCount, archive_IO);
+    }
+}
+
 void EncodeIdentifierAndLength(const Identifier& identifier, size_t length,
                                std::vector<uint8_t>& archive_IO)
 {
     archive_IO.push_back(MakeIdentifier(identifier));
-    std::vector<uint8_t> lengthOctets = MakeLength(length);
-    archive_IO.insert(archive_IO.end(), lengthOctets.begin(), lengthOctets.end());
+    AppendLength(length, archive_IO);
 }
 } // namespace
 
@@ -109,17 +127,8 @@ uint8_t MakeIdentifier(const Identifier& identifier)
 
 std::vector<uint8_t> MakeLength(size_t length)
 {
-    if (length == IndefiniteLength)
-    {
-        return {MakeIndefiniteLength()};
-    }
-    if (length <= 127)
-    {
-        return {static_cast<uint8_t>(length)};
-    }
-    size_t byteCount = MinByteLengthOfInt(length);
-    std::vector<uint8_t> octets{static_cast<uint8_t>(0x80 | byteCount)};
-    WriteIntegerOfLengthToArchive(length, byteCount, octets);
+    std::vector<uint8_t> octets;
+    AppendLength(length, octets);
     return octets;
 }
 

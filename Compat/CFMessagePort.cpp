@@ -308,7 +308,8 @@ SInt32 CFMessagePortSendRequest(CFMessagePortRef remote, SInt32 msgid, CFDataRef
                                 CFStringRef replyMode, CFDataRef* returnData)
 {
     __CFMessagePort* port = Port(remote, "CFMessagePortSendRequest");
-    if (!port->mIsRemote || !CFMessagePortIsValid(port))
+    // Whether the server is still there is found out by the send itself (see SendRequest).
+    if (!port->mIsRemote || !port->mValid.load())
     {
         return kCFMessagePortIsInvalid;
     }

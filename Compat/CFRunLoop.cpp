@@ -81,7 +81,30 @@ struct __CFRunLoop : CFRuntime::CFObject
     int mWakeFd = -1;
     std::atomic<bool> mStopped{false};
     std::atomic<bool> mWaiting{false};
-    std::vector<std::string> mModeStack; // the running modes; only touched by the own thread
+    // The running modes, innermost last; only touched by the own thread. The names belong to
+    // the runs, which outlive their entries.
+    std::vector<const std::string*> mModeStack;
+
+    // What one pass of the loop collects, kept from pass to pass so that a pass allocates
+    // nothing once the loop has run a while; one set per nesting level, since a call-back
+    // may run the loop again. Only touched by the own thread.
+    struct SOwner
+    {
+        IFdHandler* handler;
+        CFRunLoopSourceRef source; // NULL for a watcher
+        std::shared_ptr<IFdHandler> keep;
+        bool ready;
+    };
+    struct SPass
+    {
+        std::vector<CFRunLoopSourceRef> sources; // retained while the pass runs
+        std::vector<std::shared_ptr<IFdHandler>> watchers;
+        std::vector<pollfd> fds;
+        std::vector<SOwner> owners;
+        std::vector<SWatch> watches;
+    };
+    std::vector<std::unique_ptr<SPass>> mPasses;
+    size_t mPassDepth = 0;
 };
 
 namespace
@@ -220,21 +243,73 @@ void CallCancel(CFRunLoopSourceRef source, CFRunLoopRef rl, const std::string& m
     }
 }
 
-// The sources of a mode, retained for the caller, in order.
-std::vector<CFRunLoopSourceRef> SnapshotSources(__CFRunLoop* rl, const std::string& mode)
+// A mode being run: its name and, once the loop has the mode, the mode's source list. The
+// loop never removes a mode while it lives, so the list is looked up once per run rather
+// than by name at every pass.
+struct SRunMode
 {
-    std::lock_guard<std::mutex> guard(rl->mLock);
-    std::vector<CFRunLoopSourceRef> sources;
-    auto found = rl->mModes.find(mode);
-    if (found != rl->mModes.end())
+    explicit SRunMode(const std::string& name) : mName(name) {}
+    const std::string& mName;
+    std::vector<CFRunLoopSourceRef>* mSources = nullptr;
+};
+
+// The mode's sources, NULL while the loop has never had the mode; rl->mLock must be held.
+std::vector<CFRunLoopSourceRef>* ModeSources(__CFRunLoop* rl, SRunMode& mode)
+{
+    if (mode.mSources == nullptr)
     {
-        for (CFRunLoopSourceRef source : found->second)
+        auto found = rl->mModes.find(mode.mName);
+        if (found != rl->mModes.end())
         {
-            sources.push_back(CFRuntime::Retained(source));
+            mode.mSources = &found->second;
         }
     }
-    return sources;
+    return mode.mSources;
 }
+
+// Appends the sources of a mode to `sources`, retained for the caller, in order; only those
+// with a context (signalled sources) when `signalledOnly`.
+void SnapshotSources(__CFRunLoop* rl, SRunMode& mode, std::vector<CFRunLoopSourceRef>& sources,
+                     bool signalledOnly = false)
+{
+    std::lock_guard<std::mutex> guard(rl->mLock);
+    if (const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode))
+    {
+        for (CFRunLoopSourceRef source : *list)
+        {
+            if (!signalledOnly || source->mHasContext)
+            {
+                sources.push_back(CFRuntime::Retained(source));
+            }
+        }
+    }
+}
+
+// The scratch of the pass about to run at the current nesting level (see SPass).
+class StPass
+{
+public:
+    explicit StPass(__CFRunLoop* rl) : mLoop(rl)
+    {
+        if (rl->mPasses.size() <= rl->mPassDepth)
+        {
+            rl->mPasses.push_back(std::make_unique<__CFRunLoop::SPass>());
+        }
+        mPass = rl->mPasses[rl->mPassDepth++].get();
+    }
+    ~StPass()
+    {
+        mPass->sources.clear();
+        mPass->watchers.clear();
+        mPass->owners.clear(); // drops the handlers kept alive for the pass
+        --mLoop->mPassDepth;
+    }
+    __CFRunLoop::SPass* operator->() const { return mPass; }
+
+private:
+    __CFRunLoop* mLoop;
+    __CFRunLoop::SPass* mPass;
+};
 
 void ReleaseAll(std::vector<CFRunLoopSourceRef>& sources)
 {
@@ -245,25 +320,32 @@ void ReleaseAll(std::vector<CFRunLoopSourceRef>& sources)
     sources.clear();
 }
 
-bool ModeHasSource(__CFRunLoop* rl, const std::string& mode, CFRunLoopSourceRef source)
+bool ModeHasSource(__CFRunLoop* rl, SRunMode& mode, CFRunLoopSourceRef source)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
-    auto found = rl->mModes.find(mode);
-    return found != rl->mModes.end() &&
-           std::find(found->second.begin(), found->second.end(), source) != found->second.end();
+    const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode);
+    return list != nullptr && std::find(list->begin(), list->end(), source) != list->end();
 }
 
-bool ModeIsEmpty(__CFRunLoop* rl, const std::string& mode)
+bool ModeHasSource(__CFRunLoop* rl, const std::string& name, CFRunLoopSourceRef source)
+{
+    SRunMode mode(name);
+    return ModeHasSource(rl, mode, source);
+}
+
+bool ModeIsEmpty(__CFRunLoop* rl, SRunMode& mode)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
-    auto found = rl->mModes.find(mode);
-    return found == rl->mModes.end() || found->second.empty();
+    const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode);
+    return list == nullptr || list->empty();
 }
 
 // Runs the perform call-back of every signalled source of the mode, in order.
-bool PerformSignaled(__CFRunLoop* rl, const std::string& mode)
+bool PerformSignaled(__CFRunLoop* rl, SRunMode& mode)
 {
-    std::vector<CFRunLoopSourceRef> sources = SnapshotSources(rl, mode);
+    StPass pass(rl);
+    std::vector<CFRunLoopSourceRef>& sources = pass->sources;
+    SnapshotSources(rl, mode, sources, true);
     bool handled = false;
     for (CFRunLoopSourceRef source : sources)
     {
@@ -305,10 +387,12 @@ int PollTimeout(Clock::time_point deadline, bool immediate)
 
 // One pass: waits in poll() for the sources of the mode and the watchers, then dispatches
 // what is ready, watchers first. Returns whether a source (not a watcher) was handled.
-bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline)
+bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline)
 {
-    std::vector<CFRunLoopSourceRef> sources = SnapshotSources(rl, mode);
-    std::vector<std::shared_ptr<IFdHandler>> watchers;
+    StPass pass(rl);
+    std::vector<CFRunLoopSourceRef>& sources = pass->sources;
+    SnapshotSources(rl, mode, sources);
+    std::vector<std::shared_ptr<IFdHandler>>& watchers = pass->watchers;
     {
         std::lock_guard<std::mutex> guard(rl->mLock);
         for (const auto& entry : rl->mWatchers)
@@ -317,17 +401,12 @@ bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point
         }
     }
 
-    struct SOwner
-    {
-        IFdHandler* handler;
-        CFRunLoopSourceRef source; // NULL for a watcher
-        std::shared_ptr<IFdHandler> keep;
-        bool ready;
-    };
-    std::vector<pollfd> fds{{rl->mWakeFd, POLLIN, 0}};
-    std::vector<SOwner> owners{{nullptr, nullptr, nullptr, false}};
+    std::vector<pollfd>& fds = pass->fds;
+    std::vector<__CFRunLoop::SOwner>& owners = pass->owners;
+    fds.assign(1, {rl->mWakeFd, POLLIN, 0});
+    owners.push_back({nullptr, nullptr, nullptr, false});
     bool immediate = false;
-    std::vector<SWatch> watches;
+    std::vector<SWatch>& watches = pass->watches;
     auto collect = [&](const std::shared_ptr<IFdHandler>& handler, CFRunLoopSourceRef source)
     {
         watches.clear();
@@ -385,7 +464,7 @@ bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point
     bool handled = false;
     for (size_t i = 1; i < fds.size(); ++i)
     {
-        const SOwner& owner = owners[i];
+        const __CFRunLoop::SOwner& owner = owners[i];
         if (fds[i].revents == 0 && !owner.ready)
         {
             continue;
@@ -405,20 +484,34 @@ bool WaitAndDispatch(__CFRunLoop* rl, const std::string& mode, Clock::time_point
     return handled;
 }
 
+// Keeps the name of a running mode alive for the run (a call-back may release the string).
+class StRetainedMode
+{
+public:
+    explicit StRetainedMode(CFStringRef mode) : mMode(mode) { CFRetain(mMode); }
+    ~StRetainedMode() { CFRelease(mMode); }
+    StRetainedMode(const StRetainedMode&) = delete;
+    StRetainedMode& operator=(const StRetainedMode&) = delete;
+
+private:
+    CFStringRef mMode;
+};
+
 struct SModeScope
 {
     SModeScope(__CFRunLoop* rl, const std::string& mode) : mLoop(rl)
     {
-        mLoop->mModeStack.push_back(mode);
+        mLoop->mModeStack.push_back(&mode);
     }
     ~SModeScope() { mLoop->mModeStack.pop_back(); }
     __CFRunLoop* mLoop;
 };
 
-CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& mode, Clock::time_point deadline,
+CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& name, Clock::time_point deadline,
                                bool returnAfterSourceHandled)
 {
-    SModeScope scope(rl, mode);
+    SModeScope scope(rl, name);
+    SRunMode mode(name);
     for (;;)
     {
         if (rl->mStopped.exchange(false))
@@ -494,7 +587,11 @@ void AddWatcher(CFRunLoopRef rl, const std::shared_ptr<IFdHandler>& handler)
         }
         loop->mWatchers.emplace_back(handler, 1);
     }
-    CFRunLoopWakeUp(rl);
+    // A loop waiting in poll() must look again; the calling thread's own loop is not waiting.
+    if (tThreadLoop.mLoop != rl)
+    {
+        CFRunLoopWakeUp(rl);
+    }
 }
 
 void RemoveWatcher(CFRunLoopRef rl, const IFdHandler* handler)
@@ -519,16 +616,18 @@ void RemoveWatcher(CFRunLoopRef rl, const IFdHandler* handler)
 void RunUntil(CFRunLoopMode mode, Clock::time_point deadline, const std::function<bool()>& done)
 {
     __CFRunLoop* rl = CFRunLoopGetCurrent();
-    const std::string name = CFRuntime::StringUTF8(mode);
+    StRetainedMode retained(mode);
+    const std::string& name = CFRuntime::StringUTF8Ref(mode);
     SModeScope scope(rl, name);
+    SRunMode runMode(name);
     while (!done())
     {
-        PerformSignaled(rl, name);
+        PerformSignaled(rl, runMode);
         if (done())
         {
             return;
         }
-        WaitAndDispatch(rl, name, deadline);
+        WaitAndDispatch(rl, runMode, deadline);
         if (Clock::now() >= deadline)
         {
             return;
@@ -575,7 +674,8 @@ CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds
                                       Boolean returnAfterSourceHandled)
 {
     CFRuntime::Object(mode, "CFRunLoopRunInMode");
-    return RunSpecific(CFRunLoopGetCurrent(), CFRuntime::StringUTF8(mode),
+    StRetainedMode retained(mode);
+    return RunSpecific(CFRunLoopGetCurrent(), CFRuntime::StringUTF8Ref(mode),
                        CFRunLoopPrivate::DeadlineAfter(seconds), returnAfterSourceHandled);
 }
 
@@ -602,7 +702,7 @@ CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl)
     {
         return nullptr;
     }
-    return CFStringCreateWithCString(nullptr, loop->mModeStack.back().c_str(),
+    return CFStringCreateWithCString(nullptr, loop->mModeStack.back()->c_str(),
                                      kCFStringEncodingUTF8);
 }
 

@@ -53,6 +53,8 @@ const CFObject* Object(CFTypeRef cf, const char* function);
 
 // The UTF-8 form of a string (unpaired surrogates become U+FFFD); "" for NULL.
 std::string StringUTF8(CFStringRef string);
+// The same without a copy: valid as long as the string is (strings never change).
+const std::string& StringUTF8Ref(CFStringRef string);
 
 // CFRetain with the reference's own type: `return Retained(source);`.
 template <typename T> T Retained(T ref)

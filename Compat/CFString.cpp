@@ -23,6 +23,10 @@ struct __CFString : CFRuntime::CFObject
     CFHashCode Hash() const override { return std::hash<std::u16string>()(mUnits); }
 
     const std::u16string mUnits;
+    // The UTF-8 form, made once on first use: strings are immutable, and the run loop asks
+    // for the name of its mode on every run.
+    mutable std::once_flag mUTF8Once;
+    mutable std::string mUTF8;
 };
 
 namespace
@@ -421,15 +425,10 @@ CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString
     return a.size() < b.size() ? kCFCompareLessThan : kCFCompareGreaterThan;
 }
 
-namespace CFRuntime
+namespace
 {
-std::string StringUTF8(CFStringRef string)
+std::string MakeUTF8(std::u16string units)
 {
-    if (string == nullptr)
-    {
-        return std::string();
-    }
-    std::u16string units = String(string, "StringUTF8")->mUnits;
     if (auto bytes = EncodeUTF8(units))
     {
         return *bytes;
@@ -448,5 +447,25 @@ std::string StringUTF8(CFStringRef string)
         }
     }
     return EncodeUTF8(units).value_or(std::string());
+}
+} // namespace
+
+namespace CFRuntime
+{
+const std::string& StringUTF8Ref(CFStringRef string)
+{
+    static const std::string kEmpty;
+    if (string == nullptr)
+    {
+        return kEmpty;
+    }
+    const __CFString* object = String(string, "StringUTF8");
+    std::call_once(object->mUTF8Once, [object] { object->mUTF8 = MakeUTF8(object->mUnits); });
+    return object->mUTF8;
+}
+
+std::string StringUTF8(CFStringRef string)
+{
+    return StringUTF8Ref(string);
 }
 } // namespace CFRuntime

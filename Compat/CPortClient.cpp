@@ -127,7 +127,7 @@ CPortClient::EWrite CPortClient::WriteAll(const std::vector<UInt8>& frame,
         }
         if (count < 0 && errno != EAGAIN && errno != EWOULDBLOCK)
         {
-            return EWrite::eFailed;
+            return written == 0 ? EWrite::eFailedUnwritten : EWrite::eFailed;
         }
         // The server is not reading: wait for room until the send time-out.
         const auto now = Clock::now();
@@ -151,7 +151,10 @@ SInt32 CPortClient::SendRequest(SInt32 msgid, CFDataRef data, CFTimeInterval sen
                                 CFTimeInterval rcvTimeout, CFStringRef replyMode,
                                 CFDataRef* returnData)
 {
-    if (!IsAlive())
+    // A server that hung up is noticed by the write below, which fails on a connection whose
+    // other end is closed; only then is the connection polled. That saves a poll() per
+    // request and answers as the poll before the write did.
+    if (mBroken)
     {
         return kCFMessagePortIsInvalid;
     }
@@ -159,7 +162,7 @@ SInt32 CPortClient::SendRequest(SInt32 msgid, CFDataRef data, CFTimeInterval sen
     const size_t length = data != nullptr ? static_cast<size_t>(CFDataGetLength(data)) : 0;
     if (length > kPortMaxPayload)
     {
-        return kCFMessagePortTransportError;
+        return IsAlive() ? kCFMessagePortTransportError : kCFMessagePortIsInvalid;
     }
     UInt32 tag = 0;
     if (replyMode != nullptr)
@@ -169,20 +172,27 @@ SInt32 CPortClient::SendRequest(SInt32 msgid, CFDataRef data, CFTimeInterval sen
         {
             mNextTag = 1;
         }
-        mPending[tag] = SPending();
+        mPending.erase(tag); // a tag is reused only after 2^32 requests
+        mPending.try_emplace(tag);
     }
     // Keeps this client alive even if a call-back run below releases the port.
     const std::shared_ptr<CPortClient> self = shared_from_this();
 
-    const std::vector<UInt8> frame =
-        EncodePortFrame(kPortRequestMagic, tag, static_cast<UInt32>(msgid), bytes, length);
-    const EWrite written = WriteAll(frame, CFRunLoopPrivate::DeadlineAfter(sendTimeout));
+    // A call-back run while this request waits may send on this client and reuse mFrame:
+    // by then this frame is written.
+    mFrame.clear();
+    AppendPortFrame(mFrame, kPortRequestMagic, tag, static_cast<UInt32>(msgid), bytes, length);
+    const EWrite written = WriteAll(mFrame, CFRunLoopPrivate::DeadlineAfter(sendTimeout));
     if (written != EWrite::eWritten)
     {
         mPending.erase(tag);
         if (written == EWrite::eTimedOutUnwritten)
         {
             return kCFMessagePortSendTimeout;
+        }
+        if (written == EWrite::eFailedUnwritten && !IsAlive())
+        {
+            return kCFMessagePortIsInvalid; // the server had gone: nothing was sent
         }
         // Half a frame is on the wire: the stream cannot carry another request.
         Break();
@@ -200,17 +210,19 @@ SInt32 CPortClient::SendRequest(SInt32 msgid, CFDataRef data, CFTimeInterval sen
                                [this, tag] { return mPending[tag].mArrived || mBroken; });
     CFRunLoopPrivate::RemoveWatcher(rl, this);
 
-    SPending pending = std::move(mPending[tag]);
-    mPending.erase(tag);
-    if (pending.mArrived)
+    auto pending = mPending.find(tag);
+    const bool arrived = pending != mPending.end() && pending->second.mArrived;
+    if (arrived && returnData != nullptr)
     {
-        if (returnData != nullptr)
-        {
-            *returnData = pending.mReply
-                              ? CFDataCreate(nullptr, pending.mReply->data(),
-                                             static_cast<CFIndex>(pending.mReply->size()))
-                              : nullptr;
-        }
+        *returnData = pending->second.mReply; // handed over
+        pending->second.mReply = nullptr;
+    }
+    if (pending != mPending.end())
+    {
+        mPending.erase(pending);
+    }
+    if (arrived)
+    {
         return kCFMessagePortSuccess;
     }
     return mBroken ? kCFMessagePortBecameInvalidError : kCFMessagePortReceiveTimeout;
@@ -235,6 +247,10 @@ void CPortClient::Handle(int, short)
         if (count > 0)
         {
             mDecoder.Append(buffer, static_cast<size_t>(count));
+            if (static_cast<size_t>(count) < sizeof buffer)
+            {
+                break; // drained; what comes later wakes the loop again
+            }
             continue;
         }
         if (count < 0 && errno == EINTR)
@@ -244,7 +260,7 @@ void CPortClient::Handle(int, short)
         ended = !(count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
         break;
     }
-    SPortFrame frame;
+    SPortFrameView frame;
     for (;;)
     {
         const CPortFrameDecoder::EResult result = mDecoder.Next(frame);
@@ -265,7 +281,8 @@ void CPortClient::Handle(int, short)
         pending->second.mArrived = true;
         if (frame.mWord == kPortReplyWithData)
         {
-            pending->second.mReply = std::move(frame.mPayload);
+            pending->second.mReply =
+                CFDataCreate(nullptr, frame.mPayload, static_cast<CFIndex>(frame.mLength));
         }
     }
     if (ended)

@@ -16,7 +16,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,14 +45,25 @@ public:
 private:
     struct SPending
     {
+        SPending() = default;
+        SPending(const SPending&) = delete;
+        SPending& operator=(const SPending&) = delete;
+        ~SPending()
+        {
+            if (mReply != nullptr)
+            {
+                CFRelease(mReply);
+            }
+        }
         bool mArrived = false;
-        std::optional<std::vector<UInt8>> mReply; // empty for "no data"
+        CFDataRef mReply = nullptr; // owned; NULL for "no data"
     };
     enum class EWrite
     {
         eWritten,
         eTimedOutUnwritten,
         eTimedOutPartly,
+        eFailedUnwritten,
         eFailed
     };
 
@@ -66,5 +76,6 @@ private:
     UInt32 mNextTag = 1;
     CPortFrameDecoder mDecoder{kPortReplyMagic};
     std::map<UInt32, SPending> mPending;
+    std::vector<UInt8> mFrame; // the request being written; kept for its capacity
     std::function<void()> mOnBroken;
 };

@@ -23,16 +23,25 @@ std::vector<UInt8> EncodePortFrame(UInt32 magic, UInt32 tag, UInt32 word, const 
                                    size_t length)
 {
     std::vector<UInt8> frame;
-    frame.reserve(kPortFrameHeaderSize + length);
-    PutLE32(frame, magic);
-    PutLE32(frame, tag);
-    PutLE32(frame, word);
-    PutLE32(frame, static_cast<UInt32>(length));
+    AppendPortFrame(frame, magic, tag, word, payload, length);
+    return frame;
+}
+
+void AppendPortFrame(std::vector<UInt8>& out, UInt32 magic, UInt32 tag, UInt32 word,
+                     const UInt8* payload, size_t length)
+{
+    if (out.empty())
+    {
+        out.reserve(kPortFrameHeaderSize + length);
+    }
+    PutLE32(out, magic);
+    PutLE32(out, tag);
+    PutLE32(out, word);
+    PutLE32(out, static_cast<UInt32>(length));
     if (length > 0)
     {
-        frame.insert(frame.end(), payload, payload + length);
+        out.insert(out.end(), payload, payload + length);
     }
-    return frame;
 }
 
 void CPortFrameDecoder::Append(const UInt8* bytes, size_t length)
@@ -40,6 +49,11 @@ void CPortFrameDecoder::Append(const UInt8* bytes, size_t length)
     if (mMalformed || length == 0)
     {
         return;
+    }
+    if (mStart == mBuffer.size())
+    {
+        mBuffer.clear(); // all consumed: start again at the front, keeping the capacity
+        mStart = 0;
     }
     // Drop consumed bytes before growing, so the buffer holds at most one frame in progress
     // plus what arrived with it.
@@ -93,7 +107,7 @@ CPortFrameDecoder::EResult CPortFrameDecoder::Peek(UInt32& tag, UInt32& word, UI
     return EResult::eFrame;
 }
 
-CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrame& frame)
+CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrameView& frame)
 {
     UInt32 tag = 0;
     UInt32 word = 0;
@@ -109,17 +123,26 @@ CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrame& frame)
     {
         return result;
     }
-    const UInt8* payload = mBuffer.data() + mStart + kPortFrameHeaderSize;
     frame.mTag = tag;
     frame.mWord = word;
-    frame.mPayload.assign(payload, payload + length);
+    frame.mPayload = mBuffer.data() + mStart + kPortFrameHeaderSize;
+    frame.mLength = length;
+    // The bytes stay where they are until the next call; only the start moves on.
     mStart += kPortFrameHeaderSize + length;
-    if (mStart == mBuffer.size())
-    {
-        mBuffer.clear();
-        mStart = 0;
-    }
     return EResult::eFrame;
+}
+
+CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrame& frame)
+{
+    SPortFrameView view;
+    const EResult result = Next(view);
+    if (result == EResult::eFrame)
+    {
+        frame.mTag = view.mTag;
+        frame.mWord = view.mWord;
+        frame.mPayload.assign(view.mPayload, view.mPayload + view.mLength);
+    }
+    return result;
 }
 
 bool CPortFrameDecoder::HasFrame() const

@@ -39,6 +39,19 @@ struct SPortFrame
 // Header and payload, ready to write.
 std::vector<UInt8> EncodePortFrame(UInt32 magic, UInt32 tag, UInt32 word, const UInt8* payload,
                                    size_t length);
+// The same, appended to `out` (which keeps its earlier bytes and its capacity).
+void AppendPortFrame(std::vector<UInt8>& out, UInt32 magic, UInt32 tag, UInt32 word,
+                     const UInt8* payload, size_t length);
+
+// A frame as it lies in the decoder: the payload is the decoder's own bytes, valid until the
+// next call of Append or Next.
+struct SPortFrameView
+{
+    UInt32 mTag = 0;
+    UInt32 mWord = 0;
+    const UInt8* mPayload = nullptr;
+    size_t mLength = 0;
+};
 
 class CPortFrameDecoder
 {
@@ -56,6 +69,8 @@ public:
     void Append(const UInt8* bytes, size_t length);
     // Takes the next whole frame out of the bytes received. Once malformed, always malformed.
     EResult Next(SPortFrame& frame);
+    // The same without copying the payload out.
+    EResult Next(SPortFrameView& frame);
     // A whole frame is waiting (or the bytes are malformed): Next() would not say eNeedMore.
     bool HasFrame() const;
 

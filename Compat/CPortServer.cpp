@@ -211,6 +211,10 @@ void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
         {
             connection->mDecoder.Append(buffer, static_cast<size_t>(count));
             total += static_cast<size_t>(count);
+            if (static_cast<size_t>(count) < sizeof buffer)
+            {
+                return; // drained; what comes later (or the end) wakes the loop again
+            }
             continue;
         }
         if (count < 0 && errno == EINTR)
@@ -230,7 +234,7 @@ void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
 
 void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
 {
-    SPortFrame frame;
+    SPortFrameView frame;
     while (connection->mFd >= 0 && mDeliveries < kMaxNestedDeliveries)
     {
         const CPortFrameDecoder::EResult result = connection->mDecoder.Next(frame);
@@ -243,8 +247,8 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
         {
             return;
         }
-        CFDataRef data = CFDataCreate(nullptr, frame.mPayload.data(),
-                                      static_cast<CFIndex>(frame.mPayload.size()));
+        // Copied out before the call-back, which may read more into the decoder.
+        CFDataRef data = CFDataCreate(nullptr, frame.mPayload, static_cast<CFIndex>(frame.mLength));
         // The call-back may run the loop, which may deliver further frames of this very
         // connection, or close it, or close the whole server.
         Deliver deliver = mDeliver;
@@ -276,15 +280,13 @@ void CPortServer::Reply(const std::shared_ptr<SConnection>& connection, UInt32 t
         Drop(connection); // the client could not accept it; it sees the port go invalid
         return;
     }
-    const std::vector<UInt8> frame =
-        EncodePortFrame(kPortReplyMagic, tag,
-                        reply != nullptr ? kPortReplyWithData : kPortReplyNoData, bytes, length);
     if (connection->mOutStart == connection->mOut.size())
     {
         connection->mOut.clear();
         connection->mOutStart = 0;
     }
-    connection->mOut.insert(connection->mOut.end(), frame.begin(), frame.end());
+    AppendPortFrame(connection->mOut, kPortReplyMagic, tag,
+                    reply != nullptr ? kPortReplyWithData : kPortReplyNoData, bytes, length);
     Flush(connection);
     if (connection->mFd >= 0 &&
         connection->mOut.size() - connection->mOutStart > kMaxQueuedReplyBytes)

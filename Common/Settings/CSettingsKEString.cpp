@@ -3,9 +3,9 @@
 #include "Common/ASN1Coding.h"
 #include "Common/Settings/CSettingsString.h"
 
-std::shared_ptr<CSettingsKEString> CSettingsKEString::New(const std::string& value)
+std::shared_ptr<CSettingsKEString> CSettingsKEString::New(std::string value)
 {
-    return std::make_shared<CSettingsKEString>(SPrivate(), value);
+    return std::make_shared<CSettingsKEString>(SPrivate(), std::move(value));
 }
 
 std::shared_ptr<CSettingsKEString>

@@ -9,8 +9,8 @@
 class CSettingsKEString : public CSettingsObject
 {
 public:
-    CSettingsKEString(SPrivate, const std::string& value) : mValue(value) {}
-    static std::shared_ptr<CSettingsKEString> New(const std::string& value);
+    CSettingsKEString(SPrivate, std::string value) : mValue(std::move(value)) {}
+    static std::shared_ptr<CSettingsKEString> New(std::string value);
     static std::string GetClassTypeName() { return "kestring"; }
 
     std::string GetValue() const { return mValue; }

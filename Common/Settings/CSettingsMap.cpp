@@ -13,6 +13,7 @@
 #include "Common/Settings/SettingsJSONLexer.h"
 #include "Common/StringUtilities.h"
 
+#include <algorithm>
 #include <typeinfo>
 
 std::shared_ptr<CSettingsMap> CSettingsMap::New()
@@ -20,10 +21,48 @@ std::shared_ptr<CSettingsMap> CSettingsMap::New()
     return std::make_shared<CSettingsMap>(SPrivate());
 }
 
+std::vector<CSettingsMap::SEntry>::const_iterator CSettingsMap::Find(const std::string& key_I) const
+{
+    auto found = std::lower_bound(mObjectMap.begin(), mObjectMap.end(), key_I,
+                                  [](const SEntry& entry, const std::string& key)
+                                  { return entry.first < key; });
+    return found != mObjectMap.end() && found->first == key_I ? found : mObjectMap.end();
+}
+
+template <class TKey>
+void CSettingsMap::Store(TKey&& key_I, std::shared_ptr<CSettingsObject> object_I)
+{
+    if (!object_I)
+    {
+        object_I = CSettingsNULL::New();
+    }
+    if (mObjectMap.empty() || mObjectMap.back().first < key_I)
+    {
+        mObjectMap.emplace_back(std::forward<TKey>(key_I), std::move(object_I));
+        return;
+    }
+    auto at = std::lower_bound(mObjectMap.begin(), mObjectMap.end(), key_I,
+                               [](const SEntry& entry, const std::string& key)
+                               { return entry.first < key; });
+    if (at->first == key_I)
+    {
+        at->second = std::move(object_I);
+    }
+    else
+    {
+        mObjectMap.emplace(at, std::forward<TKey>(key_I), std::move(object_I));
+    }
+}
+
 void CSettingsMap::SetKeyAndObject(const std::string& key_I,
                                    std::shared_ptr<CSettingsObject> object_I)
 {
-    mObjectMap[key_I] = object_I ? std::move(object_I) : CSettingsNULL::New();
+    Store(key_I, std::move(object_I));
+}
+
+void CSettingsMap::SetKeyAndObject(std::string&& key_I, std::shared_ptr<CSettingsObject> object_I)
+{
+    Store(std::move(key_I), std::move(object_I));
 }
 
 void CSettingsMap::SetKeyAndBool(const std::string& key_I, bool value_I)
@@ -53,7 +92,7 @@ void CSettingsMap::SetKeyAndKEString(const std::string& key_I, const std::string
 
 std::shared_ptr<CSettingsObject> CSettingsMap::ObjectForKey(const std::string& key_I) const
 {
-    auto found = mObjectMap.find(key_I);
+    auto found = Find(key_I);
     if (found == mObjectMap.end() ||
         found->second->GetTypeName() == CSettingsNULL::GetClassTypeName())
     {
@@ -127,12 +166,16 @@ std::string CSettingsMap::KEStringForKeyWithDefault(const std::string& key_I,
 
 bool CSettingsMap::IsKeyPresent(const std::string& key_I) const
 {
-    return mObjectMap.count(key_I) != 0;
+    return Find(key_I) != mObjectMap.end();
 }
 
 void CSettingsMap::RemoveObjectForKey(const std::string& key_I)
 {
-    mObjectMap.erase(key_I);
+    auto found = Find(key_I);
+    if (found != mObjectMap.end())
+    {
+        mObjectMap.erase(found);
+    }
 }
 
 std::vector<std::string> CSettingsMap::GetKeys() const
@@ -303,7 +346,9 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromASN1Node(const std::vector<u
             continue;
         }
         std::string key = ASN1Coding::DecodeStringFromArchive(archive_I, pos_IO);
-        map->SetKeyAndObject(key, CSettingsObject::ReadFromASN1Node(archive_I, pos_IO));
+        std::shared_ptr<CSettingsObject> value =
+            CSettingsObject::ReadFromASN1Node(archive_I, pos_IO);
+        map->SetKeyAndObject(std::move(key), std::move(value));
     }
     return map;
 }
@@ -333,13 +378,15 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromJSONNode(const std::string& 
             ++pos;
             if (value)
             {
-                auto text = std::dynamic_pointer_cast<CSettingsString>(value);
-                if (c == '}' && key == CSettingsBytes::kJSONKey && text)
+                if (c == '}' && key == CSettingsBytes::kJSONKey)
                 {
-                    value =
-                        CSettingsBytes::New(StringUtilities::GetBytesFromBase64(text->GetValue()));
+                    if (auto text = std::dynamic_pointer_cast<CSettingsString>(value))
+                    {
+                        value = CSettingsBytes::New(
+                            StringUtilities::GetBytesFromBase64(text->GetValue()));
+                    }
                 }
-                map->SetKeyAndObject(key, value);
+                map->SetKeyAndObject(std::move(key), std::move(value));
                 value = nullptr;
             }
             if (c == '}')

@@ -6,7 +6,8 @@
 
 #include "Common/Settings/CSettingsObject.h"
 
-#include <map>
+#include <utility>
+#include <vector>
 
 class CSettingsMap : public CSettingsObject
 {
@@ -17,6 +18,7 @@ public:
 
     // Inserts or replaces.
     void SetKeyAndObject(const std::string& key_I, std::shared_ptr<CSettingsObject> object_I);
+    void SetKeyAndObject(std::string&& key_I, std::shared_ptr<CSettingsObject> object_I);
     void SetKeyAndBool(const std::string& key_I, bool value_I);
     void SetKeyAndInteger(const std::string& key_I, long long value_I);
     void SetKeyAndDouble(const std::string& key_I, double value_I);
@@ -79,5 +81,13 @@ public:
                                                           size_t& pos_IO);
 
 private:
-    std::map<std::string, std::shared_ptr<CSettingsObject>> mObjectMap;
+    using SEntry = std::pair<std::string, std::shared_ptr<CSettingsObject>>;
+
+    std::vector<SEntry>::const_iterator Find(const std::string& key_I) const;
+    template <class TKey> void Store(TKey&& key_I, std::shared_ptr<CSettingsObject> object_I);
+
+    // The entries in ascending key order, each key once: one block for the whole map rather
+    // than a node per entry. Maps are small, and archives and written JSON list their keys
+    // in order, so a map being read grows at its end.
+    std::vector<SEntry> mObjectMap;
 };

@@ -56,11 +56,12 @@ std::shared_ptr<CSettingsObject> CSettingsObject::ReadFromJSONNode(const std::st
             return CSettingsArray::ReadFromJSONNode(buffer_I, pos_IO);
         }
         // No delimiter is required after the three words.
-        if (TextAt(buffer_I, pos_IO, "true") || TextAt(buffer_I, pos_IO, "false"))
+        if ((c == 't' && TextAt(buffer_I, pos_IO, "true")) ||
+            (c == 'f' && TextAt(buffer_I, pos_IO, "false")))
         {
             return CSettingsBool::ReadFromJSONNode(buffer_I, pos_IO);
         }
-        if (TextAt(buffer_I, pos_IO, "null"))
+        if (c == 'n' && TextAt(buffer_I, pos_IO, "null"))
         {
             return CSettingsNULL::ReadFromJSONNode(buffer_I, pos_IO);
         }
@@ -71,8 +72,8 @@ std::shared_ptr<CSettingsObject> CSettingsObject::ReadFromJSONNode(const std::st
         if (StartsNumber(c))
         {
             size_t end = pos_IO;
-            std::string run = TakeNumberRun(buffer_I, end);
-            if (run.find_first_of(".eE") == std::string::npos)
+            const std::string_view run = NumberRunAt(buffer_I, end);
+            if (run.find_first_of(".eE") == std::string_view::npos)
             {
                 return CSettingsInteger::ReadFromJSONNode(buffer_I, pos_IO);
             }

@@ -43,9 +43,9 @@ int ReadUnicodeEscape(const std::string& buffer_I, size_t pos)
 }
 } // namespace
 
-std::shared_ptr<CSettingsString> CSettingsString::New(const std::string& value)
+std::shared_ptr<CSettingsString> CSettingsString::New(std::string value)
 {
-    return std::make_shared<CSettingsString>(SPrivate(), value);
+    return std::make_shared<CSettingsString>(SPrivate(), std::move(value));
 }
 
 std::shared_ptr<CSettingsString>
@@ -99,7 +99,7 @@ std::shared_ptr<CSettingsString> CSettingsString::ReadFromJSONNode(const std::st
     {
         return nullptr;
     }
-    return New(text);
+    return New(std::move(text));
 }
 
 bool CSettingsString::ReadJSONText(const std::string& buffer_I, size_t& pos_IO, std::string& text_O)
@@ -112,17 +112,24 @@ bool CSettingsString::ReadJSONText(const std::string& buffer_I, size_t& pos_IO, 
     std::string text;
     while (pos < buffer_I.size())
     {
+        // Characters that need no unescaping go over as one run.
+        size_t plain = pos;
+        while (plain < buffer_I.size() && buffer_I[plain] != '"' && buffer_I[plain] != '\\')
+        {
+            ++plain;
+        }
+        if (plain == buffer_I.size())
+        {
+            return false; // no closing quote
+        }
+        text.append(buffer_I, pos, plain - pos);
+        pos = plain;
         char c = buffer_I[pos++];
         if (c == '"')
         {
             pos_IO = pos;
             text_O = std::move(text);
             return true;
-        }
-        if (c != '\\')
-        {
-            text += c;
-            continue;
         }
         if (pos >= buffer_I.size())
         {

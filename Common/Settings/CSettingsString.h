@@ -10,8 +10,8 @@
 class CSettingsString : public CSettingsObject
 {
 public:
-    CSettingsString(SPrivate, const std::string& value) : mValue(value) {}
-    static std::shared_ptr<CSettingsString> New(const std::string& value);
+    CSettingsString(SPrivate, std::string value) : mValue(std::move(value)) {}
+    static std::shared_ptr<CSettingsString> New(std::string value);
     static std::string GetClassTypeName() { return "string"; }
 
     std::string GetValue() const { return mValue; }

@@ -6,7 +6,8 @@ namespace SettingsJSONLexer
 {
 bool IsSpace(char c)
 {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
+    // std::isspace of the "C" locale (no program here sets another), without the call.
+    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 bool StartsNumber(char c)
@@ -21,7 +22,7 @@ bool TextAt(const std::string& buffer_I, size_t pos, std::string_view word)
 
 bool SkipComment(const std::string& buffer_I, size_t& pos_IO)
 {
-    if (!TextAt(buffer_I, pos_IO, "//"))
+    if (pos_IO >= buffer_I.size() || buffer_I[pos_IO] != '/' || !TextAt(buffer_I, pos_IO, "//"))
     {
         return false;
     }
@@ -48,6 +49,11 @@ bool SkipSpaceAndComments(const std::string& buffer_I, size_t& pos_IO)
 
 std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO)
 {
+    return std::string(NumberRunAt(buffer_I, pos_IO));
+}
+
+std::string_view NumberRunAt(const std::string& buffer_I, size_t& pos_IO)
+{
     size_t start = pos_IO;
     while (pos_IO < buffer_I.size())
     {
@@ -58,6 +64,6 @@ std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO)
         }
         ++pos_IO;
     }
-    return buffer_I.substr(start, pos_IO - start);
+    return std::string_view(buffer_I).substr(start, pos_IO - start);
 }
 } // namespace SettingsJSONLexer

@@ -21,4 +21,6 @@ bool SkipSpaceAndComments(const std::string& buffer_I, size_t& pos_IO);
 bool SkipComment(const std::string& buffer_I, size_t& pos_IO);
 // The run of digits, '-', '+', '.', 'e' and 'E' at `pos_IO`; `pos_IO` moves past it.
 std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO);
+// The same run without a copy (a view into `buffer_I`).
+std::string_view NumberRunAt(const std::string& buffer_I, size_t& pos_IO);
 } // namespace SettingsJSONLexer

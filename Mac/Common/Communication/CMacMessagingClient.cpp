@@ -98,11 +98,13 @@ KELSTATUS CMacMessagingClient::SendRawRequest(SInt32 msgid_I, CFDataRef data_I, 
         // port came of it.
         Disconnect();
         Connect();
+        if (!IsValid())
+        {
+            return KELSTATUS_FAILURE;
+        }
     }
-    if (!IsValid())
-    {
-        return KELSTATUS_FAILURE;
-    }
+    // A port found valid is not asked again (each asking is a system call): a server that
+    // goes away from here on is reported by the send, as it would be a moment later.
 
     CFDataRef reply = nullptr;
     const SInt32 result = CFMessagePortSendRequest(mMessagePortRef, msgid_I, data_I, mSendTimeout,

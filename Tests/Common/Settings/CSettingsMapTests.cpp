@@ -1,5 +1,7 @@
 #include "SettingsTestSupport.h"
 
+#include <map>
+#include <random>
 #include <regex>
 
 using namespace SettingsTest;
@@ -183,4 +185,49 @@ TEST(CSettingsComplexType, PointsAndBrokenRecords)
     EXPECT_NE(output.out.find("map->IsKeyPresent(\"x\")"), std::string::npos);
     output = Capture([&] { p = CSettingsArray::New()->ToComplexType<SPoint>(); });
     EXPECT_NE(output.out.find("map && \"This isn't a frozen SPoint\""), std::string::npos);
+}
+
+TEST(CSettingsMap, RandomEditsKeepTheOrderAndContentsOfAnOrderedMap)
+{
+    // Inserts at the front, the middle and the end, replacements, removals, moved keys and a
+    // merge into itself, checked against std::map after every step.
+    std::mt19937 random(11);
+    auto map = CSettingsMap::New();
+    std::map<std::string, long long> model;
+    for (int step = 0; step < 2000; ++step)
+    {
+        std::string key = "key" + std::to_string(random() % 64);
+        const long long value = step;
+        switch (random() % 4)
+        {
+        case 0:
+            map->RemoveObjectForKey(key);
+            model.erase(key);
+            break;
+        case 1:
+            model[key] = value;
+            map->SetKeyAndObject(std::move(key), CSettingsInteger::New(value));
+            break;
+        default:
+            map->SetKeyAndInteger(key, value);
+            model[key] = value;
+            break;
+        }
+        if (step % 500 == 499)
+        {
+            map->MergeMapObject(map);
+        }
+        ASSERT_EQ(map->ObjectCount(), model.size());
+    }
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : model)
+    {
+        keys.push_back(key);
+        EXPECT_EQ(map->IntegerForKeyWithDefault(key, -1), value) << key;
+    }
+    EXPECT_EQ(map->GetKeys(), keys);
+    EXPECT_FALSE(map->IsKeyPresent("key64"));
+    // The archive and JSON forms read back to the same map.
+    EXPECT_TRUE(map->IsEqualTo(CSettingsObject::ReadFromASN1Binary(map->GetASN1Binary())));
+    EXPECT_TRUE(map->IsEqualTo(CSettingsObject::ReadFromJSONBuffer(map->GetJSONString())));
 }
