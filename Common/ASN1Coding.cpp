@@ -246,9 +246,11 @@ std::vector<uint8_t> DecodeBytesFromArchive(const std::vector<uint8_t>& archive_
 std::string DecodeStringFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
 {
     size_t length = DecodeContentLength(archive_I, pos_IO);
-    auto first = archive_I.begin() + static_cast<std::ptrdiff_t>(pos_IO);
+    // From a char pointer, so that the octets are copied as one block (from the vector's
+    // iterators they were converted one by one).
+    std::string value(reinterpret_cast<const char*>(archive_I.data() + pos_IO), length);
     pos_IO += length;
-    return std::string(first, first + static_cast<std::ptrdiff_t>(length));
+    return value;
 }
 
 void DecodeNULLFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO)

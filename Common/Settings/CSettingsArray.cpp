@@ -7,6 +7,7 @@
 #include "Common/Settings/CSettingsInteger.h"
 #include "Common/Settings/CSettingsNULL.h"
 #include "Common/Settings/CSettingsNestingGuard.h"
+#include "Common/Settings/CSettingsPendingEntries.h"
 #include "Common/Settings/CSettingsString.h"
 #include "Common/Settings/SettingsJSONLexer.h"
 #include "Common/StringUtilities.h"
@@ -275,9 +276,15 @@ CSettingsArray::ReadFromASN1Node(const std::vector<uint8_t>& archive_I, size_t& 
     {
         return array;
     }
+    CSettingsPendingEntries<std::shared_ptr<CSettingsObject>> elements;
     while (!ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive_I, pos_IO))
     {
-        array->AddObject(CSettingsObject::ReadFromASN1Node(archive_I, pos_IO));
+        elements.Push(CSettingsObject::ReadFromASN1Node(archive_I, pos_IO));
+    }
+    array->mObjectVector.reserve(elements.Entries().size());
+    for (std::shared_ptr<CSettingsObject>& element : elements.Entries())
+    {
+        array->AddObject(std::move(element));
     }
     return array;
 }

@@ -9,6 +9,7 @@
 #include "Common/Settings/CSettingsKEString.h"
 #include "Common/Settings/CSettingsNULL.h"
 #include "Common/Settings/CSettingsNestingGuard.h"
+#include "Common/Settings/CSettingsPendingEntries.h"
 #include "Common/Settings/CSettingsString.h"
 #include "Common/Settings/SettingsJSONLexer.h"
 #include "Common/StringUtilities.h"
@@ -51,6 +52,34 @@ void CSettingsMap::Store(TKey&& key_I, std::shared_ptr<CSettingsObject> object_I
     else
     {
         mObjectMap.emplace(at, std::forward<TKey>(key_I), std::move(object_I));
+    }
+}
+
+void CSettingsMap::TakeEntries(std::span<SEntry> entries_IO)
+{
+    // Archives list their keys in ascending order, each once: then the block is taken as it
+    // is. Anything else (a hand-made or damaged archive) goes through Store one by one.
+    bool ascending = mObjectMap.empty();
+    for (size_t i = 1; ascending && i < entries_IO.size(); ++i)
+    {
+        ascending = entries_IO[i - 1].first < entries_IO[i].first;
+    }
+    if (!ascending)
+    {
+        for (SEntry& entry : entries_IO)
+        {
+            Store(std::move(entry.first), std::move(entry.second));
+        }
+        return;
+    }
+    mObjectMap.reserve(entries_IO.size());
+    for (SEntry& entry : entries_IO)
+    {
+        if (!entry.second)
+        {
+            entry.second = CSettingsNULL::New();
+        }
+        mObjectMap.push_back(std::move(entry));
     }
 }
 
@@ -337,6 +366,7 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromASN1Node(const std::vector<u
     {
         return map;
     }
+    CSettingsPendingEntries<SEntry> entries;
     while (!ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive_I, pos_IO))
     {
         // Anything but a key string is skipped one octet at a time.
@@ -348,8 +378,9 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromASN1Node(const std::vector<u
         std::string key = ASN1Coding::DecodeStringFromArchive(archive_I, pos_IO);
         std::shared_ptr<CSettingsObject> value =
             CSettingsObject::ReadFromASN1Node(archive_I, pos_IO);
-        map->SetKeyAndObject(std::move(key), std::move(value));
+        entries.Push({std::move(key), std::move(value)});
     }
+    map->TakeEntries(entries.Entries());
     return map;
 }
 

@@ -6,6 +6,7 @@
 
 #include "Common/Settings/CSettingsObject.h"
 
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -85,6 +86,9 @@ private:
 
     std::vector<SEntry>::const_iterator Find(const std::string& key_I) const;
     template <class TKey> void Store(TKey&& key_I, std::shared_ptr<CSettingsObject> object_I);
+    // Stores the entries read, in their order (a later key replaces an earlier one); moves
+    // them out of `entries_IO`.
+    void TakeEntries(std::span<SEntry> entries_IO);
 
     // The entries in ascending key order, each key once: one block for the whole map rather
     // than a node per entry. Maps are small, and archives and written JSON list their keys

@@ -15,6 +15,8 @@
 
 namespace
 {
+constexpr size_t kArchiveCapacityHint = 64;
+
 enum class EArchiveResult
 {
     eRead,
@@ -61,7 +63,10 @@ std::shared_ptr<CSettingsObject> ReadNode(const std::vector<uint8_t>& archive_I,
 
 std::vector<uint8_t> CSettingsObject::GetASN1Binary() const
 {
+    // Room for the archives that travel in most packets (a scalar, a small map), which
+    // would otherwise grow through 1, 2, 4, 8, 16 and 32 octets, a new block each time.
     std::vector<uint8_t> archive;
+    archive.reserve(kArchiveCapacityHint);
     ASN1Coding::EncodeIntegerToArchive(ASN1Coding::kArchiveMagic, archive);
     AppendASN1Node(archive);
     return archive;

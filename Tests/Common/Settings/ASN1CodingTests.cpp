@@ -327,6 +327,32 @@ TEST(ASN1Coding, MapReaderSkipsStrayOctetsAndLaterKeysWin)
     EXPECT_EQ(root->GetTraceString(), "map[a:integer[2]]");
 }
 
+TEST(ASN1Coding, ContainersOwnExactlyTheirEntriesWhateverCameBefore)
+{
+    // Keys out of order come out sorted, a repeated key keeps its last value.
+    auto root = CSettingsObject::ReadFromASN1Binary(
+        WithHeader(Hex("60 80 0C 01 63 02 01 03 0C 01 61 02 01 01 0C 01 63 02 01 04 00 00")));
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->GetTraceString(), "map[a:integer[1], c:integer[4]]");
+
+    // A read that fails deep inside nested containers leaves nothing behind for the next one.
+    auto inner = CSettingsMap::New();
+    inner->SetKeyAndInteger("x", 1);
+    auto list = CSettingsArray::New();
+    list->AddInteger(2);
+    list->AddObject(inner);
+    auto outer = CSettingsMap::New();
+    outer->SetKeyAndObject("list", list);
+    outer->SetKeyAndString("z", "last");
+    const std::vector<uint8_t> archive = outer->GetASN1Binary();
+    for (size_t cut = kHeader.size() + 1; cut < archive.size(); ++cut)
+    {
+        FailingReadMessage({archive.begin(), archive.begin() + static_cast<long>(cut)});
+        auto back = CSettingsObject::ReadFromASN1Binary(archive);
+        ASSERT_TRUE(back && back->IsEqualTo(outer)) << "after a read cut at " << cut;
+    }
+}
+
 TEST(ASN1Coding, EndOfContentsNeedsTwoZeroOctets)
 {
     std::vector<uint8_t> archive = Hex("00 00 05 00 01");
