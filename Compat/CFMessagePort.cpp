@@ -12,6 +12,8 @@
 #include <mutex>
 #include <string>
 
+#include <syslog.h>
+
 using CFRuntime::Fatal;
 
 struct __CFMessagePort : CFRuntime::CFObject
@@ -96,6 +98,21 @@ __CFMessagePort* NewPort(CFStringRef name, bool isRemote)
     return port;
 }
 
+// Why a local port cannot be served, in the system log: the one place where the user of a
+// program that refuses to start learns that the port directory is at fault. Said once per
+// reason, not at every retry.
+void ReportUnfitDirectory(const std::string& error)
+{
+    static std::mutex lock;
+    static std::string lastReported;
+    std::lock_guard<std::mutex> guard(lock);
+    if (error != lastReported)
+    {
+        lastReported = error;
+        syslog(LOG_ERR, "Message ports cannot be served: %s", error.c_str());
+    }
+}
+
 // Runs the port's call-back for one request; the port stays alive through it.
 CFDataRef DeliverToCallout(__CFMessagePort* port, SInt32 msgid, CFDataRef data)
 {
@@ -135,6 +152,7 @@ CFMessagePortRef CFMessagePortCreateLocal(CFAllocatorRef, CFStringRef name,
         const std::string directory = PortDirectory::Resolve(&error);
         if (directory.empty())
         {
+            ReportUnfitDirectory(error);
             return nullptr;
         }
         CPortServer::EOpen result;

@@ -112,11 +112,21 @@ void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
     {
         watches.push_back({mListenFd, POLLIN});
     }
+    // At the nesting limit nothing is read (the sockets hold the requests back) and only
+    // replies still to be written are watched, so that a waiting level is not woken for
+    // work it may not take.
+    const bool mayDeliver = mDeliveries < kMaxNestedDeliveries;
     for (const auto& connection : mConnections)
     {
         const bool pendingOut = connection->mOutStart < connection->mOut.size();
-        watches.push_back({connection->mFd, static_cast<short>(POLLIN | (pendingOut ? POLLOUT : 0)),
-                           connection->mDecoder.HasFrame()});
+        if (!mayDeliver && !pendingOut)
+        {
+            continue;
+        }
+        watches.push_back(
+            {connection->mFd,
+             static_cast<short>((mayDeliver ? POLLIN : 0) | (pendingOut ? POLLOUT : 0)),
+             mayDeliver && connection->mDecoder.HasFrame()});
     }
 }
 
@@ -132,9 +142,13 @@ void CPortServer::Handle(int fd, short revents)
     {
         return; // closed by an earlier call-back of this pass
     }
-    if ((revents & POLLOUT) != 0)
+    if ((revents & (POLLOUT | POLLHUP | POLLERR)) != 0)
     {
         Flush(connection);
+    }
+    if (mDeliveries >= kMaxNestedDeliveries)
+    {
+        return; // read once a level returns
     }
     if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0)
     {
@@ -221,7 +235,7 @@ void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
 void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
 {
     SPortFrameView frame;
-    while (connection->mFd >= 0)
+    while (connection->mFd >= 0 && mDeliveries < kMaxNestedDeliveries)
     {
         const CPortFrameDecoder::EResult result = connection->mDecoder.Next(frame);
         if (result == CPortFrameDecoder::EResult::eMalformed)
@@ -238,7 +252,9 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
         // The call-back may run the loop, which may deliver further frames of this very
         // connection, or close it, or close the whole server.
         Deliver deliver = mDeliver;
+        ++mDeliveries;
         CFDataRef reply = deliver(static_cast<SInt32>(frame.mWord), data);
+        --mDeliveries;
         CFRelease(data);
         if (frame.mTag != 0)
         {

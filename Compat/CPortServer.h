@@ -6,6 +6,12 @@
 // kMaxQueuedReplyBytes wait for it, and a client that sends anything malformed is dropped
 // at once; neither can stall the loop or the other clients. Connections from another user
 // are closed as soon as they are accepted.
+//
+// A call-back that runs the loop while it waits (for a driver, say) lets further requests
+// in, of other clients and of its own connection, each one a level deeper on the same
+// stack. At most kMaxNestedDeliveries are under way at once; further requests stay unread
+// in their sockets until one of them returns, so a client that pipelines thousands of
+// requests cannot run the thread out of stack.
 #pragma once
 
 #include "Compat/CFRunLoopPrivate.h"
@@ -23,6 +29,7 @@ class CPortServer : public CFRunLoopPrivate::IFdHandler
 public:
     static constexpr size_t kMaxConnections = 256;
     static constexpr size_t kMaxQueuedReplyBytes = 2 * (kPortFrameHeaderSize + kPortMaxPayload);
+    static constexpr size_t kMaxNestedDeliveries = 32;
 
     // Called for each request with its message id and bytes (the data belongs to the
     // caller); returns the reply, owned by the server, or NULL for "no data".
@@ -73,5 +80,6 @@ private:
     int mLockFd = -1;
     std::string mSocketPath;
     Deliver mDeliver;
+    size_t mDeliveries = 0; // call-backs under way, each nested in the one before
     std::vector<std::shared_ptr<SConnection>> mConnections;
 };

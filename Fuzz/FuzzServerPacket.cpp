@@ -1,7 +1,7 @@
 // Fuzz target for a 'KEPK' request as it reaches the coordinator: the bytes go to the
 // coordinator's message server (CMacMessagingServer::ProcessRequest), whose packet callback
-// hands the packet to the coordinator's route table, and the route table reaches two
-// in-process drivers that answer as the input says. Whatever the bytes, the server
+// is the coordinator's own (CMacInputs, then the route table), and the route table reaches
+// two in-process drivers that answer as the input says. Whatever the bytes, the server
 // answers with a block that decodes, and a request that decoded keeps its command.
 //
 // Input layout:
@@ -21,6 +21,7 @@
 #include "Mac/Common/Communication/CDriverMessageSendPort.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -79,11 +80,6 @@ private:
     std::uint8_t mValue;
 };
 
-KELSTATUS ProcessEvent(CEventPacket* packet_IO, void* table_I)
-{
-    return static_cast<CRouteTable*>(table_I)->ProcessEvent(packet_IO);
-}
-
 void Check(bool condition)
 {
     if (!condition)
@@ -112,9 +108,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     table.AddNewTablet(1, 0);
     // Touch clients are never reached: no port is made for them.
     table.SetTouchClientPortFactory([](const std::string&) { return nullptr; });
+    // The table only: no port, no Apple Event handlers. A request to quit asks the
+    // application to terminate, which it only notes: no application runs here.
+    CMacInputs inputs;
+    inputs.CInputs::Init(&table);
 
-    CMacMessagingServer server; // no port: ProcessRequest is called directly
-    server.SetProcessEventCallback(ProcessEvent, &table);
+    CMacMessagingServer server; // no port either: ProcessRequest is called directly
+    server.SetProcessEventCallback(CMacInputs::ProcessEventCallback, &inputs);
 
     // The request as the server receives it; an exact copy, so that a read past its end
     // is caught.

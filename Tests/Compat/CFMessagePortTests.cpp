@@ -3,11 +3,13 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include "Compat/CPortFrameDecoder.h"
+#include "Compat/CPortServer.h"
 #include "Compat/PortDirectory.h"
 #include "Compat/SPortTransport.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -405,6 +407,74 @@ TEST_F(CFMessagePortTests, AClientThatStopsReadingIsDroppedWithoutStallingTheLoo
     EXPECT_GT(served, 0);
     close(fd);
     CFRelease(remote);
+}
+
+// A client that writes many requests at once to a server whose call-back waits on another
+// port (as the coordinator waits on a driver): its requests are taken in nested, but never
+// more deeply than the limit, and every one is answered under its own tag.
+TEST_F(CFMessagePortTests, PipelinedRequestsNestNoDeeperThanTheLimit)
+{
+    CServedPort driver(CFSTR("com.kelto.Downstream"), Echo);
+    ASSERT_NE(driver.mPort, nullptr);
+    CFMessagePortRef downstream = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Downstream"));
+    ASSERT_NE(downstream, nullptr);
+    size_t depth = 0;
+    size_t deepest = 0;
+    CServedPort server(CFSTR("com.kelto.Pipelined"),
+                       [&](SInt32, CFDataRef data) -> CFDataRef
+                       {
+                           deepest = std::max(deepest, ++depth);
+                           std::string reply;
+                           EXPECT_EQ(Send(downstream, 1, Text(data), reply), kCFMessagePortSuccess);
+                           --depth;
+                           return MakeData(reply);
+                       });
+    ASSERT_NE(server.mPort, nullptr);
+    const int fd = RawConnect(mDirectory.Path() + "/com.kelto.Pipelined");
+    ASSERT_GE(fd, 0);
+    constexpr UInt32 kRequests = 400;
+    std::vector<UInt8> requests;
+    for (UInt32 tag = 1; tag <= kRequests; ++tag)
+    {
+        const std::string text = std::to_string(tag);
+        const std::vector<UInt8> frame = EncodePortFrame(
+            kPortRequestMagic, tag, 1, reinterpret_cast<const UInt8*>(text.data()), text.size());
+        requests.insert(requests.end(), frame.begin(), frame.end());
+    }
+    ASSERT_EQ(write(fd, requests.data(), requests.size()), static_cast<ssize_t>(requests.size()));
+    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
+
+    CPortFrameDecoder replies(kPortReplyMagic);
+    std::vector<bool> answered(kRequests + 1, false);
+    UInt32 right = 0;
+    RunUntil(
+        [&]
+        {
+            UInt8 buffer[4096];
+            ssize_t count;
+            while ((count = read(fd, buffer, sizeof buffer)) > 0)
+            {
+                replies.Append(buffer, static_cast<size_t>(count));
+            }
+            SPortFrame frame;
+            while (replies.Next(frame) == CPortFrameDecoder::EResult::eFrame)
+            {
+                const std::string text(frame.mPayload.begin(), frame.mPayload.end());
+                if (frame.mTag >= 1 && frame.mTag <= kRequests && !answered[frame.mTag] &&
+                    text == std::to_string(frame.mTag))
+                {
+                    answered[frame.mTag] = true;
+                    ++right;
+                }
+            }
+            return right == kRequests;
+        },
+        30.0, kReplyMode);
+    EXPECT_EQ(right, kRequests);
+    EXPECT_GT(deepest, 1u); // other requests are still taken in while one waits
+    EXPECT_LE(deepest, CPortServer::kMaxNestedDeliveries);
+    close(fd);
+    CFRelease(downstream);
 }
 
 // Fault injection: replacement system calls.

@@ -1,8 +1,11 @@
 #include "Tests/EndToEnd/CoordinatorProcess.h"
 
 #include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
+#include "Tests/Support/SanitizerReport.h"
 
 #include <CoreFoundation/CoreFoundation.h>
+
+#include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
@@ -76,6 +79,13 @@ CoordinatorProcess::CoordinatorProcess(std::string logPath, std::string programP
 CoordinatorProcess::~CoordinatorProcess()
 {
     Stop();
+    // A sanitizer's report fails the test that started the coordinator, whether or not the
+    // test looked at how it ended.
+    const std::string report = SanitizerReport(Log());
+    if (!report.empty())
+    {
+        ADD_FAILURE() << "coordinator:\n" << report;
+    }
 }
 
 bool CoordinatorProcess::Start(const std::vector<std::string>& environment)

@@ -1,0 +1,192 @@
+// Clients that misbehave, and a coordinator that goes away under its clients: a client that
+// sends and never reads its answers, clients that leave in the middle of a request, and a
+// coordinator restarted (after SIGTERM, and after SIGKILL) while a client stays connected.
+// The coordinator serves everyone else throughout, and a client reconnects by itself on
+// its next send.
+#include "Tests/EndToEnd/EndToEndSupport.h"
+#include "Tests/Reliability/ChildProcess.h"
+#include "Tests/Reliability/CoordinatorWithDrivers.h"
+
+#include "Compat/CPortFrameDecoder.h"
+#include "Mac/Common/Communication/MessageIDs.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace
+{
+using namespace reliability;
+using Clock = std::chrono::steady_clock;
+
+// A connection to the coordinator's socket that follows the framing but nothing else.
+int RawConnect(const std::string& portDirectory_I)
+{
+    const std::string path = portDirectory_I + "/" + kCoordinatorPortName;
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// The packet as a request frame with that tag, as a client sends it.
+std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet)
+{
+    std::vector<UInt8> block(packet.GetSerializedSize(nullptr));
+    packet.SerializeToBuffer(block.data(), block.size(), nullptr);
+    return EncodePortFrame(kPortRequestMagic, tag_I, static_cast<UInt32>(kMessageIDEventPacket),
+                           block.data(), block.size());
+}
+
+// Requests of every kind of the mix from a well-behaved client; the number answered right.
+unsigned int Served(const SExpectations& expected_I, unsigned int count_I,
+                    unsigned int client_I = 201)
+{
+    end_to_end::Client client(kCoordinatorPortName);
+    unsigned int right = 0;
+    for (unsigned int sequence = 0; sequence < count_I; ++sequence)
+    {
+        CEventPacket packet = MakeRequest(client_I, sequence, expected_I);
+        const KELSTATUS status = client.Send(packet);
+        right += CheckAnswer(client_I, sequence, expected_I, status, packet).empty();
+    }
+    return right;
+}
+
+TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
+{
+    CCoordinatorWithDrivers system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    const int stalled = RawConnect(system.PortDirectory());
+    ASSERT_GE(stalled, 0);
+    fcntl(stalled, F_SETFL, fcntl(stalled, F_GETFL) | O_NONBLOCK);
+
+    // Requests go out until the coordinator stops taking them (its answers fill both socket
+    // buffers) or four thousand are sent; none of the answers is ever read.
+    unsigned int sent = 0;
+    std::vector<UInt8> frame;
+    size_t offset = 0;
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (sent < 4000 && Clock::now() < deadline)
+    {
+        if (offset == frame.size())
+        {
+            frame = RequestFrame(sent + 1, MakeRequest(100, sent, system.Expected()));
+            offset = 0;
+        }
+        const ssize_t count = send(stalled, frame.data() + offset, frame.size() - offset,
+                                   MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count > 0)
+        {
+            offset += static_cast<size_t>(count);
+            sent += offset == frame.size();
+            continue;
+        }
+        if (count < 0 && errno != EAGAIN)
+        {
+            break; // the coordinator let the connection go
+        }
+        EXPECT_EQ(Served(system.Expected(), 4), 4u); // served meanwhile
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_GT(sent, 100u);
+    EXPECT_EQ(Served(system.Expected(), 40), 40u) << system.Logs();
+    close(stalled);
+    EXPECT_EQ(Served(system.Expected(), 40), 40u) << system.Logs();
+    EXPECT_TRUE(system.Coordinator().Running());
+}
+
+TEST(ClientFaultTests, ClientsLeavingInTheMiddleOfARequestHoldUpNobody)
+{
+    SSystemOptions options;
+    options.mPenFaults =
+        R"([{"Request": "other", "Action": "slow", "Milliseconds": 1500, "Times": 2}])";
+    CCoordinatorWithDrivers system(options);
+    ASSERT_TRUE(system.Start()) << system.Problem();
+
+    // Half a request, then gone.
+    const std::vector<UInt8> frame = RequestFrame(1, MakeRequest(100, 0, system.Expected()));
+    int fd = RawConnect(system.PortDirectory());
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(send(fd, frame.data(), frame.size() / 2, MSG_NOSIGNAL),
+              static_cast<ssize_t>(frame.size() / 2));
+    close(fd);
+    // A whole request, gone before the answer: the coordinator answers into a closed
+    // connection once the slow driver is done.
+    unsigned int penTablet = 0;
+    while (system.Expected().mDriverOfTablet[penTablet] != "Pen")
+    {
+        ++penTablet;
+    }
+    {
+        CClientProcess leaving({"ask", std::to_string(penTablet)});
+        ASSERT_EQ(leaving.ReadLine(), "asking");
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    } // killed here, in the middle of its request
+    // The same by a raw connection: a request for a Pen tablet, then close.
+    fd = RawConnect(system.PortDirectory());
+    ASSERT_GE(fd, 0);
+    const std::vector<UInt8> routed = RequestFrame(2, TabletRequest(penTablet, EParameterIDName));
+    send(fd, routed.data(), routed.size(), MSG_NOSIGNAL);
+    shutdown(fd, SHUT_RDWR);
+    close(fd);
+
+    EXPECT_EQ(Served(system.Expected(), 40), 40u) << system.Logs();
+    EXPECT_TRUE(system.Coordinator().Running());
+}
+
+TEST(ClientFaultTests, AConnectedClientReachesARestartedCoordinatorOnItsNextSend)
+{
+    CCoordinatorWithDrivers system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    const SExpectations& expected = system.Expected();
+    end_to_end::Client client(kCoordinatorPortName);
+    unsigned int sequence = 0;
+    auto next = [&]
+    {
+        CEventPacket packet = MakeRequest(202, sequence, expected);
+        const KELSTATUS status = client.Send(packet);
+        return CheckAnswer(202, sequence++, expected, status, packet);
+    };
+    for (int i = 0; i < 8; ++i)
+    {
+        EXPECT_EQ(next(), "");
+    }
+
+    for (const int signal : {SIGTERM, SIGKILL})
+    {
+        system.Coordinator().Signal(signal);
+        EXPECT_GE(system.Coordinator().WaitForExit(10.0), 0) << "signal " << signal;
+        // Meanwhile a request fails at once with a status.
+        CEventPacket packet = MakeRequest(202, 1, expected);
+        const auto start = Clock::now();
+        EXPECT_NE(client.Send(packet), KELSTATUS_SUCCESS);
+        EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 2.0);
+
+        ASSERT_TRUE(system.StartCoordinator()) << system.Problem();
+        // The same client, with no new connection of its own: every kind of request,
+        // the routed ones to the tablets' drivers as before.
+        for (int i = 0; i < 8; ++i)
+        {
+            EXPECT_EQ(next(), "") << "after signal " << signal;
+        }
+    }
+}
+} // namespace
