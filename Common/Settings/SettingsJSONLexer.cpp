@@ -4,17 +4,6 @@
 
 namespace SettingsJSONLexer
 {
-bool IsSpace(char c)
-{
-    // std::isspace of the "C" locale (no program here sets another), without the call.
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool StartsNumber(char c)
-{
-    return (c >= '0' && c <= '9') || c == '-';
-}
-
 bool TextAt(const std::string& buffer_I, size_t pos, std::string_view word)
 {
     return pos <= buffer_I.size() && std::string_view(buffer_I).substr(pos).starts_with(word);

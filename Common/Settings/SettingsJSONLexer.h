@@ -8,10 +8,18 @@
 
 namespace SettingsJSONLexer
 {
-// The C library's white space, for any byte (bytes above 0x7F are not white space).
-bool IsSpace(char c);
+// The C library's white space, for any byte (bytes above 0x7F are not white space). Inline,
+// as the next one: they are asked of nearly every character, from the readers of every type.
+inline bool IsSpace(char c)
+{
+    // std::isspace of the "C" locale (no program here sets another), without the call.
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
 // A digit or '-': the characters that start a number.
-bool StartsNumber(char c);
+inline bool StartsNumber(char c)
+{
+    return (c >= '0' && c <= '9') || c == '-';
+}
 // Whether `word` stands at `pos` (false past the end).
 bool TextAt(const std::string& buffer_I, size_t pos, std::string_view word);
 // Skips white space and "//" comments; returns false at the end of the text.
