@@ -13,11 +13,6 @@ namespace
 constexpr uint32_t kPrimitiveUniversalTypes = 0x010016FF;
 constexpr uint8_t kConstructedBit = 0x20;
 
-[[noreturn]] void ThrowEndOfArchive()
-{
-    throw std::out_of_range("ASN1 archive ended unexpectedly");
-}
-
 // Throws unless `count` octets remain at `pos`.
 void RequireOctets(const std::vector<uint8_t>& archive_I, size_t pos, size_t count)
 {
@@ -104,6 +99,11 @@ void EncodeIdentifierAndLength(const Identifier& identifier, size_t length,
 }
 } // namespace
 
+void ThrowEndOfArchive()
+{
+    throw std::out_of_range("ASN1 archive ended unexpectedly");
+}
+
 uint8_t MakeIdentifier(const Identifier& identifier)
 {
     const auto [eClass, eType] = identifier;
@@ -180,18 +180,6 @@ void EncodeEndOfContentsIdentifierToArchive(std::vector<uint8_t>& archive_IO)
     archive_IO.push_back(0x00);
 }
 
-Identifier DecodeIdentifierFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO,
-                                       bool advance)
-{
-    size_t pos = pos_IO;
-    uint8_t octet = ReadOctet(archive_I, pos);
-    if (advance)
-    {
-        pos_IO = pos;
-    }
-    return {static_cast<EClass>(octet & 0xC0), static_cast<EDataType>(octet & 0x1F)};
-}
-
 size_t DecodeLengthFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
 {
     uint8_t octet = ReadOctet(archive_I, pos_IO);
@@ -245,10 +233,13 @@ std::vector<uint8_t> DecodeBytesFromArchive(const std::vector<uint8_t>& archive_
 
 std::string DecodeStringFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
 {
+    return std::string(DecodeStringViewFromArchive(archive_I, pos_IO));
+}
+
+std::string_view DecodeStringViewFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
+{
     size_t length = DecodeContentLength(archive_I, pos_IO);
-    // From a char pointer, so that the octets are copied as one block (from the vector's
-    // iterators they were converted one by one).
-    std::string value(reinterpret_cast<const char*>(archive_I.data() + pos_IO), length);
+    std::string_view value(reinterpret_cast<const char*>(archive_I.data() + pos_IO), length);
     pos_IO += length;
     return value;
 }

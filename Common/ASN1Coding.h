@@ -42,6 +42,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -125,9 +126,31 @@ void EncodeStringToArchive(const std::string& value, std::vector<uint8_t>& archi
 void EncodeNULLToArchive(std::vector<uint8_t>& archive_IO);
 void EncodeEndOfContentsIdentifierToArchive(std::vector<uint8_t>& archive_IO);
 
-// With `advance` false the position is left where it was (a peek).
-Identifier DecodeIdentifierFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO,
-                                       bool advance);
+// Throws std::out_of_range "ASN1 archive ended unexpectedly".
+[[noreturn]] void ThrowEndOfArchive();
+
+// With `advance` false the position is left where it was (a peek). Inline: every node is
+// identified once by the dispatcher and once more by its own reader.
+inline Identifier DecodeIdentifierFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO,
+                                              bool advance)
+{
+    if (pos_IO >= archive_I.size())
+    {
+        ThrowEndOfArchive();
+    }
+    const uint8_t octet = archive_I[pos_IO];
+    if (advance)
+    {
+        ++pos_IO;
+    }
+    return {static_cast<EClass>(octet & 0xC0), static_cast<EDataType>(octet & 0x1F)};
+}
+
+// The identifier as one number (class and type bits do not overlap), for a switch.
+constexpr unsigned IdentifierCode(const Identifier& identifier)
+{
+    return static_cast<unsigned>(identifier.first) | static_cast<unsigned>(identifier.second);
+}
 // IndefiniteLength for 0x80. A long form of more than 8 octets keeps the low 64 bits.
 size_t DecodeLengthFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
 
@@ -140,6 +163,9 @@ uint64_t DecodeIntegerFromArchive(const std::vector<uint8_t>& archive_I, size_t&
 double DecodeDoubleFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
 std::vector<uint8_t> DecodeBytesFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
 std::string DecodeStringFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
+// The same content as a view of the archive's own octets (valid while the archive is), for
+// readers that build the string where it is kept.
+std::string_view DecodeStringViewFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
 // Reads the length only; it should be 0.
 void DecodeNULLFromArchive(const std::vector<uint8_t>& archive_I, size_t& pos_IO);
 // True (advancing by 2) when 00 00 follows; false, without advancing, when the next octet is

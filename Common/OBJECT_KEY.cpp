@@ -13,12 +13,6 @@ constexpr unsigned kChainPlacesChecked = 10;
 constexpr unsigned kChainPlacesCopied = 11;
 } // namespace
 
-OBJECT_KEY::OBJECT_KEY(EEventIdentifier identifier_I, void* reference_I, EAddressingMode mode_I)
-{
-    Clear();
-    Set(identifier_I, reference_I, mode_I);
-}
-
 OBJECT_KEY::OBJECT_KEY(const OBJECT_KEY& source_I)
 {
     Clear();
@@ -34,53 +28,23 @@ OBJECT_KEY& OBJECT_KEY::operator=(const OBJECT_KEY& source_I)
     return *this;
 }
 
-OBJECT_KEY::~OBJECT_KEY()
+void OBJECT_KEY::CopyString(const char* text_I)
 {
-    std::free(mpStringBuffer);
-}
-
-void OBJECT_KEY::Clear()
-{
-    mAddressingMode = static_cast<EAddressingMode>(0);
-    mIdentifier = static_cast<EEventIdentifier>(0);
-    mReference = nullptr;
-    mEmptyString = 0;
-    mpStringBuffer = nullptr;
-    mStringBufferSize = 0;
-}
-
-void OBJECT_KEY::Set(EEventIdentifier identifier_I, void* reference_I, EAddressingMode mode_I)
-{
-    mAddressingMode = mode_I;
-    mIdentifier = identifier_I;
-    mReference = reference_I;
-
-    if (mode_I == EAddrModeByString && reference_I != nullptr)
+    const std::uint32_t size = static_cast<std::uint32_t>(std::strlen(text_I) + 1);
+    if (mpStringBuffer == nullptr || mStringBufferSize < size)
     {
-        const char* text = static_cast<const char*>(reference_I);
-        const std::uint32_t size = static_cast<std::uint32_t>(std::strlen(text) + 1);
-        if (mpStringBuffer == nullptr || mStringBufferSize < size)
-        {
-            // The text cannot lie inside a buffer too small to hold it, so it survives the
-            // reallocation.
-            void* grown =
-                mpStringBuffer ? std::realloc(mpStringBuffer, size) : std::calloc(size, 1);
-            mpStringBuffer = static_cast<char*>(grown);
-            mStringBufferSize = size;
-        }
-        // The text may be the key's own buffer (a key set from itself).
-        std::memmove(mpStringBuffer, text, size);
-        mReference = mpStringBuffer;
+        // The text cannot lie inside a buffer too small to hold it, so it survives the
+        // reallocation.
+        void* grown = mpStringBuffer ? std::realloc(mpStringBuffer, size) : std::calloc(size, 1);
+        mpStringBuffer = static_cast<char*>(grown);
+        mStringBufferSize = size;
     }
-    else
-    {
-        std::free(mpStringBuffer);
-        mpStringBuffer = nullptr;
-        mStringBufferSize = 0;
-    }
+    // The text may be the key's own buffer (a key set from itself).
+    std::memmove(mpStringBuffer, text_I, size);
+    mReference = mpStringBuffer;
 }
 
-KELSTATUS OBJECT_KEY::IsValid() const
+KELSTATUS OBJECT_KEY::ReportInvalid() const
 {
     if (static_cast<std::uint32_t>(mAddressingMode) >= MAX_ADDRESSING_MODE)
     {
@@ -108,16 +72,6 @@ KELSTATUS OBJECT_KEY::IsValid() const
         return KELSTATUS_RESOURCE_BAD;
     }
     return KELSTATUS_SUCCESS;
-}
-
-void OBJECT_KEY::ResetObjectKey()
-{
-    mAddressingMode = static_cast<EAddressingMode>(0);
-    mIdentifier = static_cast<EEventIdentifier>(0);
-    mReference = nullptr;
-    std::free(mpStringBuffer);
-    mpStringBuffer = nullptr;
-    mStringBufferSize = 0;
 }
 
 KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I)

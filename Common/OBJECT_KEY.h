@@ -12,6 +12,7 @@
 #include "Common/KelStatus.h"
 
 #include <cstdint>
+#include <cstdlib>
 
 struct OBJECT_KEY
 {
@@ -26,23 +27,48 @@ struct OBJECT_KEY
     // Capacity of mpStringBuffer in bytes; 0 exactly when there is no buffer.
     std::uint32_t mStringBufferSize;
 
+    // The key functions below are inline: every packet made, cleared or checked runs them
+    // over the places of its chain, several times per request.
     OBJECT_KEY(EEventIdentifier identifier_I = EObjectIDNothing, void* reference_I = nullptr,
-               EAddressingMode mode_I = EAddrModeByIndex);
+               EAddressingMode mode_I = EAddrModeByIndex)
+    {
+        Clear();
+        Set(identifier_I, reference_I, mode_I);
+    }
     OBJECT_KEY(const OBJECT_KEY& source_I);
     OBJECT_KEY& operator=(const OBJECT_KEY& source_I);
-    ~OBJECT_KEY();
+    ~OBJECT_KEY() { FreeStringBuffer(); }
 
     // Stores the three values. In EAddrModeByString with a string, copies the string into
     // the key's buffer, growing it to exactly the string's size when it is too small (a
     // larger buffer keeps its capacity), and points mReference at the copy. In any other
     // case the buffer is freed and the reference kept as given.
-    void Set(EEventIdentifier identifier_I, void* reference_I, EAddressingMode mode_I);
+    void Set(EEventIdentifier identifier_I, void* reference_I, EAddressingMode mode_I)
+    {
+        mAddressingMode = mode_I;
+        mIdentifier = identifier_I;
+        mReference = reference_I;
+        if (mode_I == EAddrModeByString && reference_I != nullptr)
+        {
+            CopyString(static_cast<const char*>(reference_I));
+        }
+        else
+        {
+            FreeStringBuffer();
+        }
+    }
 
     // KELSTATUS_RESOURCE_BAD with one line on standard error for a bad mode, a bad
     // identifier, or an inconsistent string buffer; the sentinel is a valid key.
-    KELSTATUS IsValid() const;
+    KELSTATUS IsValid() const { return HasValidFields() ? KELSTATUS_SUCCESS : ReportInvalid(); }
 
-    void ResetObjectKey();
+    void ResetObjectKey()
+    {
+        mAddressingMode = static_cast<EAddressingMode>(0);
+        mIdentifier = static_cast<EEventIdentifier>(0);
+        mReference = nullptr;
+        FreeStringBuffer();
+    }
     void SetToAllSubordinate() { mAddressingMode = EAddrModeAllSubordinate; }
     EEventIdentifier Identifier() const { return mIdentifier; }
 
@@ -50,7 +76,35 @@ struct OBJECT_KEY
     const char* String() const { return mpStringBuffer ? mpStringBuffer : &mEmptyString; }
 
 private:
-    void Clear();
+    void Clear()
+    {
+        mAddressingMode = static_cast<EAddressingMode>(0);
+        mIdentifier = static_cast<EEventIdentifier>(0);
+        mReference = nullptr;
+        mEmptyString = 0;
+        mpStringBuffer = nullptr;
+        mStringBufferSize = 0;
+    }
+    // Frees the buffer, if there is one (most keys have none), and leaves none.
+    void FreeStringBuffer()
+    {
+        if (mpStringBuffer != nullptr)
+        {
+            std::free(mpStringBuffer);
+            mpStringBuffer = nullptr;
+        }
+        mStringBufferSize = 0;
+    }
+    // Copies the text into the key's buffer and points mReference at the copy.
+    void CopyString(const char* text_I);
+    bool HasValidFields() const
+    {
+        return static_cast<std::uint32_t>(mAddressingMode) < MAX_ADDRESSING_MODE &&
+               static_cast<std::uint32_t>(mIdentifier) < MAX_KEY_ID &&
+               (mStringBufferSize == 0) == (mpStringBuffer == nullptr) && mEmptyString == 0;
+    }
+    // The line on standard error for the first check that fails, and its status.
+    KELSTATUS ReportInvalid() const;
 };
 
 // KELSTATUS_SUCCESS when the first ten places hold valid keys up to and including a

@@ -282,6 +282,13 @@ bool CEventPacket::SerializeToBuffer(void* pBuffer_I, unsigned long size_I,
 
     for (unsigned int place = 0; place < MAX_KEY; ++place)
     {
+        // Only the string keys were given a string entry above; the search for the others is
+        // skipped, unless a payload handler wrote an entry of its own that it might match.
+        if (queueEventHandler_I == nullptr &&
+            mObjectKey[place].mAddressingMode != EAddrModeByString)
+        {
+            continue;
+        }
         FixupEntry* entry = GetFixup(eFixupString, place, pSerializedPacket);
         if (entry == nullptr)
         {

@@ -22,6 +22,10 @@ def load(directory, name):
     for bench in data["benchmarks"]:
         if bench.get("aggregate_name") == "median":
             medians[bench["run_name"]] = bench
+    # The spread of the p50 latencies over the repetitions, beside their median.
+    for bench in data["benchmarks"]:
+        if bench.get("aggregate_name") == "cv" and bench["run_name"] in medians:
+            medians[bench["run_name"]]["p50_cv"] = bench.get("p50_us")
     return data["context"], medians
 
 
@@ -68,8 +72,9 @@ def round_trip_table(title, context, medians):
     print("  bytes per request/reply on the wire: routed %s, local %s; processors usable: %s"
           % (context.get("routed_bytes", "?"), context.get("local_bytes", "?"),
              context.get("processors", "?")))
-    print("  %-27s %7s %9s %9s %9s %9s %9s  %s"
-          % ("case", "clients", "p50 us", "p99 us", "req/s", "p50 x", "req/s x", "against"))
+    print("  %-27s %7s %9s %7s %9s %9s %9s %9s  %s"
+          % ("case", "clients", "p50 us", "p50 cv", "p99 us", "req/s", "p50 x", "req/s x",
+             "against"))
     for clients in (1, 8):
         for case, yardstick, _ in CASES:
             bench = round_trip(medians, case, clients)
@@ -77,8 +82,10 @@ def round_trip_table(title, context, medians):
                 continue
             base = round_trip(medians, yardstick, clients) if yardstick else None
             p50, p99, rps = bench.get("p50_us"), bench.get("p99_us"), bench.get("rps")
-            print("  %-27s %7d %9s %9s %9s %9s %9s  %s"
-                  % (case, clients, fmt(p50), fmt(p99), fmt(rps, 0),
+            cv = bench.get("p50_cv")
+            print("  %-27s %7d %9s %7s %9s %9s %9s %9s  %s"
+                  % (case, clients, fmt(p50), "-" if cv is None else "%.0f%%" % (cv * 100),
+                     fmt(p99), fmt(rps, 0),
                      fmt(ratio(p50, base and base.get("p50_us")), 2),
                      fmt(ratio(rps, base and base.get("rps")), 2), yardstick or ""))
     print()

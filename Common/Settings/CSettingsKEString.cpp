@@ -48,7 +48,8 @@ CSettingsKEString::ReadFromASN1Node(const std::vector<uint8_t>& archive_I, size_
     {
         return nullptr;
     }
-    return New(ASN1Coding::DecodeStringFromArchive(archive_I, pos_IO));
+    return std::make_shared<CSettingsKEString>(
+        SPrivate(), ASN1Coding::DecodeStringViewFromArchive(archive_I, pos_IO));
 }
 
 std::shared_ptr<CSettingsKEString> CSettingsKEString::ReadFromJSONNode(const std::string& buffer_I,

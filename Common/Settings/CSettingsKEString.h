@@ -6,10 +6,14 @@
 
 #include "Common/Settings/CSettingsObject.h"
 
+#include <string_view>
+
 class CSettingsKEString : public CSettingsObject
 {
 public:
     CSettingsKEString(SPrivate, std::string value) : mValue(std::move(value)) {}
+    // For readers that hold the text in a larger buffer: copied once, into place.
+    CSettingsKEString(SPrivate, std::string_view value) : mValue(value) {}
     static std::shared_ptr<CSettingsKEString> New(std::string value);
     static std::string GetClassTypeName() { return "kestring"; }
 

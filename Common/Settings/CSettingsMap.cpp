@@ -375,10 +375,13 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromASN1Node(const std::vector<u
         {
             continue;
         }
-        std::string key = ASN1Coding::DecodeStringFromArchive(archive_I, pos_IO);
+        // The key is copied once, straight into its pending entry; the value is read after
+        // it (a nested container's entries come and go above this one).
+        const size_t entry =
+            entries.Emplace(ASN1Coding::DecodeStringViewFromArchive(archive_I, pos_IO), nullptr);
         std::shared_ptr<CSettingsObject> value =
             CSettingsObject::ReadFromASN1Node(archive_I, pos_IO);
-        entries.Push({std::move(key), std::move(value)});
+        entries.Entries()[entry].second = std::move(value);
     }
     map->TakeEntries(entries.Entries());
     return map;

@@ -54,11 +54,6 @@ EArchiveResult ReadArchive(const std::vector<uint8_t>& archive_I,
     return EArchiveResult::eMalformed;
 }
 
-template <class T>
-std::shared_ptr<CSettingsObject> ReadNode(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
-{
-    return T::ReadFromASN1Node(archive_I, pos_IO);
-}
 } // namespace
 
 std::vector<uint8_t> CSettingsObject::GetASN1Binary() const
@@ -96,29 +91,40 @@ std::shared_ptr<CSettingsObject>
 CSettingsObject::ReadFromASN1Node(const std::vector<uint8_t>& archive_I, size_t& pos_IO)
 {
     // A null node (05 00) is written but deliberately not read back here.
-    using Reader = std::shared_ptr<CSettingsObject> (*)(const std::vector<uint8_t>&, size_t&);
-    static const std::pair<ASN1Coding::Identifier, Reader> kReaders[] = {
-        {ASN1Coding::kBoolID, ReadNode<CSettingsBool>},
-        {ASN1Coding::kIntegerID, ReadNode<CSettingsInteger>},
-        {ASN1Coding::kBytesID, ReadNode<CSettingsBytes>},
-        {ASN1Coding::kStringID, ReadNode<CSettingsString>},
-        {ASN1Coding::kMapID, ReadNode<CSettingsMap>},
-        {ASN1Coding::kDoubleID, ReadNode<CSettingsDouble>},
-        {ASN1Coding::kArrayID, ReadNode<CSettingsArray>},
-        {ASN1Coding::kKEStringID, ReadNode<CSettingsKEString>},
-    };
-    ASN1Coding::Identifier identifier =
-        ASN1Coding::DecodeIdentifierFromArchive(archive_I, pos_IO, false);
-    for (const auto& [readerIdentifier, reader] : kReaders)
+    using ASN1Coding::IdentifierCode;
+    std::shared_ptr<CSettingsObject> object;
+    switch (IdentifierCode(ASN1Coding::DecodeIdentifierFromArchive(archive_I, pos_IO, false)))
     {
-        if (readerIdentifier == identifier)
-        {
-            if (std::shared_ptr<CSettingsObject> object = reader(archive_I, pos_IO))
-            {
-                return object;
-            }
-            break;
-        }
+    case IdentifierCode(ASN1Coding::kBoolID):
+        object = CSettingsBool::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kIntegerID):
+        object = CSettingsInteger::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kBytesID):
+        object = CSettingsBytes::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kStringID):
+        object = CSettingsString::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kMapID):
+        object = CSettingsMap::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kDoubleID):
+        object = CSettingsDouble::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kArrayID):
+        object = CSettingsArray::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    case IdentifierCode(ASN1Coding::kKEStringID):
+        object = CSettingsKEString::ReadFromASN1Node(archive_I, pos_IO);
+        break;
+    default:
+        break;
     }
-    throw std::runtime_error("unknown data type in archive");
+    if (!object)
+    {
+        throw std::runtime_error("unknown data type in archive");
+    }
+    return object;
 }

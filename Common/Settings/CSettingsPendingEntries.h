@@ -35,6 +35,13 @@ public:
     CSettingsPendingEntries& operator=(const CSettingsPendingEntries&) = delete;
 
     void Push(TEntry&& entry_I) { mStack.push_back(std::move(entry_I)); }
+    // Builds an entry in place and gives its index in Entries(). The index stays valid while
+    // nested readers push and drop their own entries above it.
+    template <class... TArgs> size_t Emplace(TArgs&&... args_I)
+    {
+        mStack.emplace_back(std::forward<TArgs>(args_I)...);
+        return mStack.size() - 1 - mFirst;
+    }
 
     // This reader's entries, in the order pushed. Valid until the next Push on this thread.
     std::span<TEntry> Entries() { return {mStack.data() + mFirst, mStack.size() - mFirst}; }

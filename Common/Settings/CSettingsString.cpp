@@ -88,7 +88,8 @@ CSettingsString::ReadFromASN1Node(const std::vector<uint8_t>& archive_I, size_t&
     {
         return nullptr;
     }
-    return New(ASN1Coding::DecodeStringFromArchive(archive_I, pos_IO));
+    return std::make_shared<CSettingsString>(
+        SPrivate(), ASN1Coding::DecodeStringViewFromArchive(archive_I, pos_IO));
 }
 
 std::shared_ptr<CSettingsString> CSettingsString::ReadFromJSONNode(const std::string& buffer_I,

@@ -7,10 +7,14 @@
 
 #include "Common/Settings/CSettingsObject.h"
 
+#include <string_view>
+
 class CSettingsString : public CSettingsObject
 {
 public:
     CSettingsString(SPrivate, std::string value) : mValue(std::move(value)) {}
+    // For readers that hold the text in a larger buffer: copied once, into place.
+    CSettingsString(SPrivate, std::string_view value) : mValue(value) {}
     static std::shared_ptr<CSettingsString> New(std::string value);
     static std::string GetClassTypeName() { return "string"; }
 

@@ -4,6 +4,7 @@
 #include "Common/CNotFlipper.h"
 #include "Common/KelAssert.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Mac/Common/Communication/StScratchCopy.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -60,17 +61,9 @@ KELSTATUS CMacDriverMessageSendPort::SendKeltoEvent(CEventPacket* packet_IO)
     }
 
     // Decoded in place (a block of the other byte order is swapped), so from a copy.
-    CFMutableDataRef dataCopy = CFDataCreateMutableCopy(kCFAllocatorDefault, 0, reply);
+    StScratchCopy scratch(CFDataGetBytePtr(reply), static_cast<std::size_t>(replyLength));
     CFRelease(reply);
-    if (dataCopy == nullptr)
-    {
-        KelAssertReport(__FILE__, 380, "dataCopy");
-        return KELSTATUS_FAILURE;
-    }
-    status = packet_IO->DeserializeFromBuffer(CFDataGetMutableBytePtr(dataCopy),
-                                              static_cast<std::size_t>(replyLength), nullptr);
-    CFRelease(dataCopy);
-    return status;
+    return packet_IO->DeserializeFromBuffer(scratch.Bytes(), scratch.Size(), nullptr);
 }
 
 KELSTATUS CMacDriverMessageSendPort::Init(CFStringRef portName_I, bool connect_I)

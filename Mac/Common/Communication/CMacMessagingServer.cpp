@@ -4,6 +4,7 @@
 #include "Common/KelAssert.h"
 #include "Mac/Common/Communication/CMacMessagingClient.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Mac/Common/Communication/StScratchCopy.h"
 #include "Mac/Common/Communication/TransitRecord.h"
 
 #include <syslog.h>
@@ -126,19 +127,17 @@ CFDataRef CMacMessagingServer::ProcessEventPacketMessage(CFDataRef data_I)
 
     // The packet is decoded in place (a block of the other byte order is swapped), so it is
     // decoded from a copy and the incoming data is never written.
-    CFMutableDataRef mutableData =
-        data_I != nullptr ? CFDataCreateMutableCopy(kCFAllocatorDefault, 0, data_I) : nullptr;
-    if (mutableData == nullptr)
+    if (data_I == nullptr)
     {
         KelAssertReport(__FILE__, 229, "mutableData_I");
     }
     else
     {
+        StScratchCopy scratch(CFDataGetBytePtr(data_I),
+                              static_cast<std::size_t>(CFDataGetLength(data_I)));
         // Not checked: a block that does not decode leaves the packet empty, and the empty
         // packet is processed and answered like any other.
-        packet.DeserializeFromBuffer(CFDataGetMutableBytePtr(mutableData),
-                                     static_cast<std::size_t>(CFDataGetLength(mutableData)),
-                                     nullptr);
+        packet.DeserializeFromBuffer(scratch.Bytes(), scratch.Size(), nullptr);
     }
 
     if (mProcessEventCallback != nullptr)
@@ -153,10 +152,6 @@ CFDataRef CMacMessagingServer::ProcessEventPacketMessage(CFDataRef data_I)
     {
         CFDataSetLength(reply, size);
         packet.SerializeToBuffer(CFDataGetMutableBytePtr(reply), size, nullptr);
-    }
-    if (mutableData != nullptr)
-    {
-        CFRelease(mutableData);
     }
     return reply;
 }
