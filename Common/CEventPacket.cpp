@@ -106,7 +106,10 @@ KELSTATUS CEventPacket::IsValid() const
         std::fprintf(stderr, "CEventPacket::IsValid: Null object key pointer\n");
         return KELSTATUS_MEMORY_NULL_PTR;
     }
-    const KELSTATUS keyStatus = IsObjectKeyValid(mObjectKey);
+    // A valid chain has its sentinel within the first ten places; the walk that checks the
+    // keys finds it.
+    unsigned int sentinel = 0;
+    const KELSTATUS keyStatus = IsObjectKeyValid(mObjectKey, sentinel);
     if (keyStatus != KELSTATUS_SUCCESS)
     {
         std::fprintf(stderr, "CEventPacket::IsValid: Object key invalid\n");
@@ -118,12 +121,6 @@ KELSTATUS CEventPacket::IsValid() const
     {
         std::fprintf(stderr, "CEventPacket::IsValid: bad object key pointer (low)\n");
         return KELSTATUS_RESOURCE_BAD;
-    }
-    // The chain is valid, so a sentinel stands within the first ten places.
-    unsigned int sentinel = 0;
-    while (sentinel < MAX_KEY && mObjectKey[sentinel].Identifier() != EObjectIDNothing)
-    {
-        ++sentinel;
     }
     if (current > reinterpret_cast<std::uintptr_t>(&mObjectKey[sentinel]))
     {

@@ -76,6 +76,12 @@ KELSTATUS OBJECT_KEY::ReportInvalid() const
 
 KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I)
 {
+    unsigned int sentinel = 0;
+    return IsObjectKeyValid(pObjectKey_I, sentinel);
+}
+
+KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I, unsigned int& sentinel_O)
+{
     if (pObjectKey_I == nullptr)
     {
         std::fprintf(stderr, "IsObjectKeyValid: Null key pointer\n");
@@ -90,6 +96,7 @@ KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I)
         }
         if (pObjectKey_I[place].Identifier() == EObjectIDNothing)
         {
+            sentinel_O = place;
             return KELSTATUS_SUCCESS;
         }
     }

@@ -110,6 +110,8 @@ private:
 // KELSTATUS_SUCCESS when the first ten places hold valid keys up to and including a
 // sentinel; so a valid chain has at most nine real keys, however long its array.
 KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I);
+// The same, with the place of the sentinel (0 to 9) in `sentinel_O` when the chain is valid.
+KELSTATUS IsObjectKeyValid(const OBJECT_KEY* pObjectKey_I, unsigned int& sentinel_O);
 
 // Resets the first count keys of the chain.
 void ResetObjectKey(OBJECT_KEY* pObjectKey_I, unsigned short count_I);
