@@ -2,4 +2,4 @@
 #pragma once
 
 #include <SystemConfiguration/SCDynamicStore.h>
-#include <SystemConfiguration/SCDynamicStoreCopySpecific.h>
+#include <SystemConfiguration/SCDynamicStoreConsoleUser.h>
