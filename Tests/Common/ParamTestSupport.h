@@ -1,6 +1,8 @@
 // Helpers shared by the tests of object keys, event packets and their wire form.
 #pragma once
 
+#include "Tests/Support/CapturedOutput.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -11,24 +13,8 @@
 
 namespace param_test
 {
-struct Output
-{
-    std::string out; // standard output: assertion lines
-    std::string err; // standard error: validity messages
-};
-
-template <typename F> Output Capture(F&& action)
-{
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    action();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    Output output;
-    output.out = testing::internal::GetCapturedStdout();
-    output.err = testing::internal::GetCapturedStderr();
-    return output;
-}
+using test_support::Capture;
+using test_support::Output;
 
 // The texts of the assertion lines in `out`, each checked to name "Common/param".
 inline std::vector<std::string> Assertions(const std::string& out)

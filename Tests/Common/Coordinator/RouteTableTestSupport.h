@@ -7,6 +7,7 @@
 #include "Common/Coordinator/CRouteTable.h"
 #include "Common/Settings/CSettingsMap.h"
 #include "Mac/Common/Communication/CDriverMessageSendPort.h"
+#include "Tests/Support/CapturedOutput.h"
 
 #include <gtest/gtest.h>
 
@@ -19,24 +20,8 @@
 
 namespace route_test
 {
-// Standard output (the assertion lines) and standard error of `action`.
-struct Output
-{
-    std::string out;
-    std::string err;
-};
-
-template <typename F> Output Capture(F&& action)
-{
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    action();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    Output output{testing::internal::GetCapturedStdout(), ""};
-    output.err = testing::internal::GetCapturedStderr();
-    return output;
-}
+using test_support::Capture;
+using test_support::Output;
 
 inline std::string Report(unsigned line, const std::string& condition)
 {

@@ -11,6 +11,7 @@
 #include "Common/Settings/CSettingsMap.h"
 #include "Common/Settings/CSettingsNULL.h"
 #include "Common/Settings/CSettingsString.h"
+#include "Tests/Support/CapturedOutput.h"
 
 #include <gtest/gtest.h>
 
@@ -37,24 +38,8 @@ inline std::vector<uint8_t> Hex(const std::string& text)
 }
 
 // What an action printed on standard output and standard error.
-struct SOutput
-{
-    std::string out;
-    std::string err;
-};
-
-inline SOutput Capture(const std::function<void()>& action)
-{
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    action();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    SOutput output;
-    output.err = testing::internal::GetCapturedStderr();
-    output.out = testing::internal::GetCapturedStdout();
-    return output;
-}
+using SOutput = test_support::Output;
+using test_support::Capture;
 
 // Random trees. With `forJSON` the values avoid what JSON text cannot carry back: quotes
 // and backslashes in text, empty containers, the "SbyteS" key, non-finite doubles and

@@ -4,6 +4,7 @@
 
 #include "Common/CEventPacket.h"
 #include "Mac/Common/Communication/TransitRecord.h"
+#include "Tests/Support/CapturedOutput.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -19,23 +20,8 @@ namespace messaging_test
 {
 using Bytes = std::vector<std::uint8_t>;
 
-struct Output
-{
-    std::string out; // assertion lines
-    std::string err; // standard error, and the system log when opened with LOG_PERROR
-};
-
-template <typename F> Output Capture(F&& action)
-{
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    action();
-    std::fflush(nullptr);
-    Output output;
-    output.out = testing::internal::GetCapturedStdout();
-    output.err = testing::internal::GetCapturedStderr();
-    return output;
-}
+using test_support::Capture;
+using test_support::Output;
 
 // The bytes of a CFData, which is released: every reply is handed over owned.
 inline Bytes Take(CFDataRef data)

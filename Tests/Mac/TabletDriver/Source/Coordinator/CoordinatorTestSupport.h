@@ -5,6 +5,7 @@
 
 #include "Common/CEventPacket.h"
 #include "Mac/TabletDriver/Source/Coordinator/CMacDriverInterface.h"
+#include "Tests/Support/CapturedOutput.h"
 
 #include <gtest/gtest.h>
 
@@ -18,24 +19,8 @@
 
 namespace coordinator_test
 {
-struct Output
-{
-    std::string out; // standard output: assertion lines
-    std::string err; // standard error: diagnostics
-};
-
-template <typename F> Output Capture(F&& action)
-{
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    action();
-    std::fflush(stdout);
-    std::fflush(stderr);
-    Output output;
-    output.out = testing::internal::GetCapturedStdout();
-    output.err = testing::internal::GetCapturedStderr();
-    return output;
-}
+using test_support::Capture;
+using test_support::Output;
 
 // The assertion line of `source` for `line` and `condition`.
 inline std::string Report(const std::string& source, unsigned line, const std::string& condition)
