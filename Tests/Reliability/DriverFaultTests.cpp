@@ -8,8 +8,8 @@
 // answers does not wait for that: once it has seen the others served, it ends the silent
 // driver itself, which is what releases the waiting requests.
 #include "Tests/EndToEnd/EndToEndSupport.h"
-#include "Tests/Reliability/ChildProcess.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+#include "Tests/Reliability/ClientProcess.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
 
 #include <gtest/gtest.h>
 
@@ -109,7 +109,7 @@ SSystemOptions PenFaults(const std::string& faults_I)
 
 TEST(DriverFaultTests, ADriverEndingInTheMiddleOfARequestGivesItsClientAStatus)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "exit", "ExitCode": 70, "Times": 1}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
@@ -129,7 +129,7 @@ TEST(DriverFaultTests, ADriverEndingInTheMiddleOfARequestGivesItsClientAStatus)
 
 TEST(DriverFaultTests, ARestartedDriverIsReachedAgain)
 {
-    CCoordinatorWithDrivers system;
+    CReliabilitySystem system;
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
     EXPECT_EQ(AskTablet(pen[0]).mDriver, "Pen");
@@ -159,7 +159,7 @@ TEST(DriverFaultTests, ARestartedDriverIsReachedAgain)
 
 TEST(DriverFaultTests, WhileADriverAnswersSlowlyOthersAreServed)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "slow", "Milliseconds": 4000, "Times": 1}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
@@ -182,7 +182,7 @@ TEST(DriverFaultTests, WhileADriverAnswersSlowlyOthersAreServed)
 
 TEST(DriverFaultTests, WhileADriverNeverAnswersOthersAreServedAndNoRequestIsLost)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "hang", "Milliseconds": 600000}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);

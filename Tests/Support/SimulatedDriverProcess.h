@@ -17,6 +17,8 @@
 // Link the target kel_test_support; it makes sure the simdriver program is built.
 #pragma once
 
+#include "Tests/Support/TestProcess.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -66,7 +68,7 @@ public:
     SimulatedDriverProcess(const SimulatedDriverProcess&) = delete;
     SimulatedDriverProcess& operator=(const SimulatedDriverProcess&) = delete;
 
-    pid_t Pid() const { return mPid; }
+    pid_t Pid() const { return mProcess->Pid(); }
     // The "PortName" of the configuration; empty when the configuration has none.
     const std::string& PortName() const { return mPortName; }
     const std::string& ConfigPath() const { return mConfigPath; }
@@ -100,13 +102,8 @@ public:
     static std::string ProgramPath();
 
 private:
-    // Reaps the process if it has ended; the exit code then.
-    std::optional<int> Reap(bool block_I);
-
     std::string mConfigPath;
-    std::string mLogPath;
     std::string mPortName;
     SSimulatedDriverOptions mOptions;
-    pid_t mPid = -1;
-    std::optional<int> mExitCode;
+    std::optional<TestProcess> mProcess;
 };
