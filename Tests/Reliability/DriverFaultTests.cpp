@@ -86,20 +86,6 @@ SOutcome AskTablet(unsigned int systemID_I)
             std::chrono::duration<double>(Clock::now() - start).count()};
 }
 
-bool WaitForLog(SimulatedDriverProcess& driver_I, const std::string& text_I)
-{
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (driver_I.Log().find(text_I) == std::string::npos)
-    {
-        if (Clock::now() >= deadline)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
-}
-
 SSystemOptions PenFaults(const std::string& faults_I)
 {
     SSystemOptions options;
@@ -190,7 +176,8 @@ TEST(DriverFaultTests, WhileADriverNeverAnswersOthersAreServedAndNoRequestIsLost
     // Two clients wait for the silent driver: the second request is sent by the coordinator
     // while it still waits for the first.
     CClientProcess first({"ask", std::to_string(pen[0])});
-    ASSERT_TRUE(WaitForLog(*system.Driver(1), "fault: hang")) << system.Logs();
+    ASSERT_TRUE(system.Driver(1)->WaitForLog("fault: hang", std::chrono::seconds(10)))
+        << system.Logs();
     CClientProcess second({"ask", std::to_string(pen[1])});
     ASSERT_EQ(second.ReadLine(), "asking");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

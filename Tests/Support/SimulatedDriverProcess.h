@@ -97,6 +97,11 @@ public:
 
     // What the driver wrote on standard error and standard output so far.
     std::string Log() const;
+    // Whether `text` is in the log within timeout_I.
+    bool WaitForLog(const std::string& text_I, std::chrono::milliseconds timeout_I) const
+    {
+        return mProcess->WaitForLog(text_I, timeout_I);
+    }
 
     // The simdriver program of this build.
     static std::string ProgramPath();
