@@ -3,8 +3,9 @@
 #include "Common/Coordinator/CRouteTable.h"
 
 #include "Common/Settings/CSettingsArray.h"
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
+#include "Mac/Common/Communication/KelMessagingTestSupport.h"
 #include "RouteTableTestSupport.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -12,12 +13,17 @@ using namespace route_test;
 
 TEST(CRouteTableTouchClientProcess, ClientsGetTheCapabilitiesOverTheirPortsOrAreDropped)
 {
-    KelTestPortDirectory directory;
-    KelTestDriverProcess taking, leaving;
-    ASSERT_TRUE(taking.Serve("com.example.takes", {"--journal", directory.File("journal")}));
-    // A client that ends while it is sent to. (A client answering a failure status is
-    // not dropped: the port's send succeeds, and the status travels in the packet.)
-    ASSERT_TRUE(leaving.Serve("com.example.leaves", {"--exit-on", "1"}));
+    ScopedPortDirectory directory;
+    // A client that takes every delivery (no reply: done), and one that ends while it is
+    // sent to. (A client answering a failure status is not dropped: the port's send
+    // succeeds, and the status travels in the packet.)
+    messaging_test::ScriptedPeer taking("com.example.takes",
+                                        [](SInt32, const messaging_test::Bytes&)
+                                        { return std::optional<messaging_test::Bytes>(); });
+    SimulatedDriverProcess leaving(directory.Path(),
+                                   R"({"PortName": "com.example.leaves", "Version": "6.3.0",
+                                       "Faults": [{"Request": "any", "Action": "exit"}]})");
+    ASSERT_TRUE(leaving.WaitUntilServed()) << leaving.Log();
     CRouteTable table;
     ScriptedDriver driver;
     driver.mTabletIDs = {0};
@@ -37,15 +43,14 @@ TEST(CRouteTableTouchClientProcess, ClientsGetTheCapabilitiesOverTheirPortsOrAre
     Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
     ASSERT_EQ(table.TouchAPIClients().size(), 1u);
     EXPECT_EQ(table.TouchAPIClients().begin()->first, "com.example.takes");
-    std::vector<KelTestJournalEntry> packets;
-    for (const KelTestJournalEntry& entry : KelTestReadJournal(directory.File("journal")))
+    std::vector<messaging_test::ScriptedPeer::Request> packets;
+    for (const auto& request : taking.mRequests)
     {
-        if (entry.msgid == 'KEPK')
+        if (request.msgid == 'KEPK')
         {
-            packets.push_back(entry);
+            packets.push_back(request);
         }
     }
-    ASSERT_EQ(packets.size(), 1u);
     CEventPacket received;
     ASSERT_EQ(received.DeserializeFromBuffer(packets[0].bytes.data(), packets[0].bytes.size()),
               KELSTATUS_SUCCESS);
