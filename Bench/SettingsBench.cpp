@@ -173,6 +173,17 @@ void BM_ArchiveRead(benchmark::State& state)
     Report(state, Fixture().archive.size());
 }
 
+// The floor under both readers: the same tree built node by node with nothing to decode
+// (every node allocated, owned through std::shared_ptr, put into its container, and freed).
+void BM_TreeCopy(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(Fixture().tree->DeepCopy());
+    }
+    Report(state, Fixture().archive.size());
+}
+
 void BM_JSONWrite(benchmark::State& state)
 {
     for (auto _ : state)
@@ -213,6 +224,7 @@ void BM_NlohmannJSONWrite(benchmark::State& state)
 
 BENCHMARK(BM_ArchiveWrite);
 BENCHMARK(BM_ArchiveRead);
+BENCHMARK(BM_TreeCopy);
 BENCHMARK(BM_JSONWrite);
 BENCHMARK(BM_JSONRead);
 BENCHMARK(BM_NlohmannJSONRead);

@@ -157,6 +157,8 @@ def layer_table(packet, settings, route, port):
     nlohmann_read = cpu_ns(settings, "BM_NlohmannJSONRead")
     nlohmann_write = cpu_ns(settings, "BM_NlohmannJSONWrite")
     row("settings tree: archive read", archive_read)
+    row("settings tree: copy, no decoding (floor)", cpu_ns(settings, "BM_TreeCopy"), archive_read,
+        "archive read")
     row("settings tree: archive write", cpu_ns(settings, "BM_ArchiveWrite"))
     row("settings tree: JSON read", cpu_ns(settings, "BM_JSONRead"), archive_read, "archive read")
     row("settings tree: JSON read", cpu_ns(settings, "BM_JSONRead"), nlohmann_read, "nlohmann")
