@@ -1,8 +1,7 @@
 // Touch API clients as real processes behind real message ports: the ports come from
-// CDriverMessageSendPort::New, as in the coordinator.
+// CDriverMessageSendPort::New, as in the coordinator, and a client that is gone is dropped.
 #include "Common/Coordinator/CRouteTable.h"
 
-#include "Common/Settings/CSettingsArray.h"
 #include "Mac/Common/Communication/KelTestDriverProcess.h"
 #include "RouteTableTestSupport.h"
 
@@ -10,11 +9,11 @@
 
 using namespace route_test;
 
-TEST(CRouteTableTouchClientProcess, ClientsGetTheCapabilitiesOverTheirPortsOrAreDropped)
+TEST(CRouteTableTouchClientProcess, AClientThatIsGoneOrUnreachableIsDroppedAtTheNextSync)
 {
-    KelTestPortDirectory directory;
+    KelTestPortDirectory directory; // this test's own KELTO_PORT_DIR
     KelTestDriverProcess taking, leaving;
-    ASSERT_TRUE(taking.Serve("com.example.takes", {"--journal", directory.File("journal")}));
+    ASSERT_TRUE(taking.Serve("com.example.takes", {}));
     // A client that ends while it is sent to. (A client answering a failure status is
     // not dropped: the port's send succeeds, and the status travels in the packet.)
     ASSERT_TRUE(leaving.Serve("com.example.leaves", {"--exit-on", "1"}));
@@ -37,21 +36,5 @@ TEST(CRouteTableTouchClientProcess, ClientsGetTheCapabilitiesOverTheirPortsOrAre
     Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
     ASSERT_EQ(table.TouchAPIClients().size(), 1u);
     EXPECT_EQ(table.TouchAPIClients().begin()->first, "com.example.takes");
-    std::vector<KelTestJournalEntry> packets;
-    for (const KelTestJournalEntry& entry : KelTestReadJournal(directory.File("journal")))
-    {
-        if (entry.msgid == 'KEPK')
-        {
-            packets.push_back(entry);
-        }
-    }
-    ASSERT_EQ(packets.size(), 1u);
-    CEventPacket received;
-    ASSERT_EQ(received.DeserializeFromBuffer(packets[0].bytes.data(), packets[0].bytes.size()),
-              KELSTATUS_SUCCESS);
-    EXPECT_EQ(Snapshot(received).KeyIDs(),
-              (Ids{EObjectIDMultiTouchAPI, EParameterIDTabletMultiTouchCapabilities}));
-    auto capabilities = received.UnPackData_<std::shared_ptr<CSettingsArray>>(nullptr);
-    ASSERT_NE(capabilities, nullptr);
-    EXPECT_TRUE(capabilities->IsEqualTo(table.BuildTouchCapabilitiesArray()));
+    // What the client that stays receives is checked end to end with the coordinator.
 }
