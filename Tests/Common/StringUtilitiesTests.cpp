@@ -117,6 +117,7 @@ TEST(StringUtilitiesBase64, EncodesWithoutPaddingAndRefusesAnyOtherCharacter)
     EXPECT_EQ(GetBase64(Bytes{0xFF, 0xFE}), "//4");
     EXPECT_EQ(GetBase64(Bytes{0xFB, 0xEF, 0xBE, 0x00}), "++++AA");
 
+    EXPECT_EQ(GetBytesFromBase64("++++AA"), (Bytes{0xFB, 0xEF, 0xBE, 0x00}));
     EXPECT_EQ(GetBytesFromBase64("/w"), (Bytes{0xFF}));
     EXPECT_EQ(GetBytesFromBase64("//4"), (Bytes{0xFF, 0xFE}));
     EXPECT_EQ(GetBytesFromBase64("AAE="), Bytes{});
