@@ -169,20 +169,3 @@ TEST(KeltoClientPackets, TellsCapabilityDeliveriesFromOtherPackets)
     EXPECT_FALSE(KeltoClientPackets::IsCapabilitiesDelivery(
         delivery(ECommandSet, EParameterIDMultiTouchAPIClient, array), capabilities));
 }
-
-TEST(KeltoClientPackets, RegistrationCarriesWhatTheCoordinatorReads)
-{
-    for (ECommand command : {ECommandCreate, ECommandDestroy})
-    {
-        CEventPacket received =
-            Received(KeltoClientPackets::TouchClientRequest(command, "com.example.app"));
-        EXPECT_EQ(received.Command(), command);
-        EXPECT_EQ(received.ObjectKey(0)->Identifier(), EObjectIDMultiTouchAPI);
-        EXPECT_EQ(received.ObjectKey(1)->Identifier(), EParameterIDMultiTouchAPIClient);
-        auto map = received.UnPackData_<std::shared_ptr<CSettingsMap>>(nullptr);
-        ASSERT_TRUE(map);
-        EXPECT_EQ(map->IntegerForKeyWithDefault("MultiTouchAPIClientRegistrationType", 0), 1);
-        EXPECT_EQ(map->StringForKeyWithDefault("MultiTouchAPIClientIdentifier", ""),
-                  "com.example.app");
-    }
-}

@@ -4,8 +4,8 @@
 // The coordinator serves everyone else throughout, and a client reconnects by itself on
 // its next send.
 #include "Tests/EndToEnd/EndToEndSupport.h"
-#include "Tests/Reliability/ChildProcess.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+#include "Tests/Reliability/ClientProcess.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
 
 #include "Compat/CPortFrameDecoder.h"
 #include "Mac/Common/Communication/MessageIDs.h"
@@ -72,7 +72,7 @@ unsigned int Served(const SExpectations& expected_I, unsigned int count_I,
 
 TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
 {
-    CCoordinatorWithDrivers system;
+    CReliabilitySystem system;
     ASSERT_TRUE(system.Start()) << system.Problem();
     const int stalled = RawConnect(system.PortDirectory());
     ASSERT_GE(stalled, 0);
@@ -118,7 +118,7 @@ TEST(ClientFaultTests, ClientsLeavingInTheMiddleOfARequestHoldUpNobody)
     SSystemOptions options;
     options.mPenFaults =
         R"([{"Request": "other", "Action": "slow", "Milliseconds": 1500, "Times": 2}])";
-    CCoordinatorWithDrivers system(options);
+    CReliabilitySystem system(options);
     ASSERT_TRUE(system.Start()) << system.Problem();
 
     // Half a request, then gone.
@@ -154,7 +154,7 @@ TEST(ClientFaultTests, ClientsLeavingInTheMiddleOfARequestHoldUpNobody)
 
 TEST(ClientFaultTests, AConnectedClientReachesARestartedCoordinatorOnItsNextSend)
 {
-    CCoordinatorWithDrivers system;
+    CReliabilitySystem system;
     ASSERT_TRUE(system.Start()) << system.Problem();
     const SExpectations& expected = system.Expected();
     end_to_end::Client client(kCoordinatorPortName);

@@ -8,8 +8,8 @@
 // answers does not wait for that: once it has seen the others served, it ends the silent
 // driver itself, which is what releases the waiting requests.
 #include "Tests/EndToEnd/EndToEndSupport.h"
-#include "Tests/Reliability/ChildProcess.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+#include "Tests/Reliability/ClientProcess.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
 
 #include <gtest/gtest.h>
 
@@ -86,20 +86,6 @@ SOutcome AskTablet(unsigned int systemID_I)
             std::chrono::duration<double>(Clock::now() - start).count()};
 }
 
-bool WaitForLog(SimulatedDriverProcess& driver_I, const std::string& text_I)
-{
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (driver_I.Log().find(text_I) == std::string::npos)
-    {
-        if (Clock::now() >= deadline)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return true;
-}
-
 SSystemOptions PenFaults(const std::string& faults_I)
 {
     SSystemOptions options;
@@ -109,7 +95,7 @@ SSystemOptions PenFaults(const std::string& faults_I)
 
 TEST(DriverFaultTests, ADriverEndingInTheMiddleOfARequestGivesItsClientAStatus)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "exit", "ExitCode": 70, "Times": 1}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
@@ -129,7 +115,7 @@ TEST(DriverFaultTests, ADriverEndingInTheMiddleOfARequestGivesItsClientAStatus)
 
 TEST(DriverFaultTests, ARestartedDriverIsReachedAgain)
 {
-    CCoordinatorWithDrivers system;
+    CReliabilitySystem system;
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
     EXPECT_EQ(AskTablet(pen[0]).mDriver, "Pen");
@@ -159,7 +145,7 @@ TEST(DriverFaultTests, ARestartedDriverIsReachedAgain)
 
 TEST(DriverFaultTests, WhileADriverAnswersSlowlyOthersAreServed)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "slow", "Milliseconds": 4000, "Times": 1}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
@@ -182,7 +168,7 @@ TEST(DriverFaultTests, WhileADriverAnswersSlowlyOthersAreServed)
 
 TEST(DriverFaultTests, WhileADriverNeverAnswersOthersAreServedAndNoRequestIsLost)
 {
-    CCoordinatorWithDrivers system(
+    CReliabilitySystem system(
         PenFaults(R"([{"Request": "other", "Action": "hang", "Milliseconds": 600000}])"));
     ASSERT_TRUE(system.Start()) << system.Problem();
     const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
@@ -190,7 +176,8 @@ TEST(DriverFaultTests, WhileADriverNeverAnswersOthersAreServedAndNoRequestIsLost
     // Two clients wait for the silent driver: the second request is sent by the coordinator
     // while it still waits for the first.
     CClientProcess first({"ask", std::to_string(pen[0])});
-    ASSERT_TRUE(WaitForLog(*system.Driver(1), "fault: hang")) << system.Logs();
+    ASSERT_TRUE(system.Driver(1)->WaitForLog("fault: hang", std::chrono::seconds(10)))
+        << system.Logs();
     CClientProcess second({"ask", std::to_string(pen[1])});
     ASSERT_EQ(second.ReadLine(), "asking");
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

@@ -1,18 +1,28 @@
+// Leaks and the sanitizers' other findings in the processes that tests start.
+//
 // A coordinator that served a few hundred requests of every kind (a few thousand from
 // scripts/leakcheck) and was stopped by SIGTERM ends with no leak: under the sanitizer
 // build LeakSanitizer checks it as it exits, in the other builds valgrind runs it (the test
 // is skipped when valgrind is not installed). KEL_LEAK_REQUESTS sets the requests per
 // client (two clients; 150 when unset).
-#include "Tests/Reliability/ChildProcess.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+//
+// What a started process's sanitizer reports is found in its output: a probe program of the
+// build commits one fault of each kind on request. In a build without sanitizers the probe
+// only shows that a fault-free run is told apart.
+#include "Tests/Reliability/ClientProcess.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
+#include "Tests/Support/SanitizerReport.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -82,7 +92,7 @@ TEST(LeakTests, ACoordinatorStoppedAfterServingRequestsLeavesNoLeak)
     }
     const unsigned int requests = RequestsPerClient();
     {
-        CCoordinatorWithDrivers system(options);
+        CReliabilitySystem system(options);
         ASSERT_TRUE(system.Start()) << system.Problem();
         for (int client : {1, 2})
         {
@@ -101,6 +111,38 @@ TEST(LeakTests, ACoordinatorStoppedAfterServingRequestsLeavesNoLeak)
     if (!scratch.empty())
     {
         std::filesystem::remove_all(scratch);
+    }
+}
+
+TEST(LeakTests, AChildsSanitizerReportIsFoundAndFailsItsRun)
+{
+    auto probe = [](const std::string& fault_I)
+    {
+        TestProcess process({KEL_SANITIZER_PROBE, fault_I},
+                            testing::TempDir() + "probe-" + fault_I + ".log");
+        process.ExpectSanitizerReport();
+        const int status = process.WaitForExit(std::chrono::seconds(60)).value_or(-1);
+        std::string output = process.Log();
+        std::remove((testing::TempDir() + "probe-" + fault_I + ".log").c_str());
+        return std::make_pair(status, output);
+    };
+    const auto [cleanStatus, cleanOutput] = probe("clean");
+    EXPECT_EQ(cleanStatus, 0);
+    EXPECT_EQ(SanitizerReport(cleanOutput), "");
+    if (!kSanitized)
+    {
+        GTEST_SKIP() << "a build without sanitizers has no reports to find";
+    }
+    const std::pair<const char*, const char*> kFaults[] = {
+        {"leak", "ERROR: LeakSanitizer: detected memory leaks"},
+        {"overflow", "ERROR: AddressSanitizer: heap-buffer-overflow"},
+        {"overflow-int", "runtime error: signed integer overflow"}};
+    for (const auto& [fault, report] : kFaults)
+    {
+        const auto [status, output] = probe(fault);
+        EXPECT_NE(status, 0) << fault;
+        EXPECT_NE(SanitizerReport(output).find(report), std::string::npos) << fault << ":\n"
+                                                                           << output;
     }
 }
 } // namespace

@@ -5,8 +5,8 @@
 // KEL_LOAD_REQUESTS sets the requests per client (500 when unset; scripts/load runs
 // 10,000). The figures (time, rate, the coordinator's memory before and after) are printed
 // and recorded as test properties.
-#include "Tests/Reliability/ChildProcess.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+#include "Tests/Reliability/ClientProcess.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
 
 #include <gtest/gtest.h>
 
@@ -47,7 +47,7 @@ size_t TabletAnswers(const std::string& log_I)
 TEST(LoadTests, EightClientsEachGetTheRightAnswerToEveryRequest)
 {
     const unsigned int requests = RequestsPerClient();
-    CCoordinatorWithDrivers system;
+    CReliabilitySystem system;
     ASSERT_TRUE(system.Start()) << system.Problem();
     const pid_t coordinator = system.Coordinator().Pid();
     const long residentBefore = ResidentKiB(coordinator);

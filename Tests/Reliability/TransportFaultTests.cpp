@@ -4,7 +4,7 @@
 // Short and interrupted calls change nothing a client sees; a failed connect or a broken
 // connection gives the request a status at once, and the next send connects again.
 #include "Tests/EndToEnd/EndToEndSupport.h"
-#include "Tests/Reliability/CoordinatorWithDrivers.h"
+#include "Tests/Reliability/ReliabilitySystem.h"
 
 #include "Compat/SPortTransport.h"
 
@@ -39,7 +39,7 @@ protected:
         return CheckAnswer(203, sequence_I, mSystem.Expected(), status, packet);
     }
 
-    CCoordinatorWithDrivers mSystem;
+    CReliabilitySystem mSystem;
     SPortTransport mFaulty;
 };
 

@@ -17,6 +17,8 @@
 // Link the target kel_test_support; it makes sure the simdriver program is built.
 #pragma once
 
+#include "Tests/Support/TestProcess.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -66,7 +68,7 @@ public:
     SimulatedDriverProcess(const SimulatedDriverProcess&) = delete;
     SimulatedDriverProcess& operator=(const SimulatedDriverProcess&) = delete;
 
-    pid_t Pid() const { return mPid; }
+    pid_t Pid() const { return mProcess->Pid(); }
     // The "PortName" of the configuration; empty when the configuration has none.
     const std::string& PortName() const { return mPortName; }
     const std::string& ConfigPath() const { return mConfigPath; }
@@ -95,18 +97,18 @@ public:
 
     // What the driver wrote on standard error and standard output so far.
     std::string Log() const;
+    // Whether `text` is in the log within timeout_I.
+    bool WaitForLog(const std::string& text_I, std::chrono::milliseconds timeout_I) const
+    {
+        return mProcess->WaitForLog(text_I, timeout_I);
+    }
 
     // The simdriver program of this build.
     static std::string ProgramPath();
 
 private:
-    // Reaps the process if it has ended; the exit code then.
-    std::optional<int> Reap(bool block_I);
-
     std::string mConfigPath;
-    std::string mLogPath;
     std::string mPortName;
     SSimulatedDriverOptions mOptions;
-    pid_t mPid = -1;
-    std::optional<int> mExitCode;
+    std::optional<TestProcess> mProcess;
 };

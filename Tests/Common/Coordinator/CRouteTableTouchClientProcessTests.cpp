@@ -1,22 +1,29 @@
 // Touch API clients as real processes behind real message ports: the ports come from
-// CDriverMessageSendPort::New, as in the coordinator, and a client that is gone is dropped.
+// CDriverMessageSendPort::New, as in the coordinator.
 #include "Common/Coordinator/CRouteTable.h"
 
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
+#include "Common/Settings/CSettingsArray.h"
+#include "Mac/Common/Communication/KelMessagingTestSupport.h"
 #include "RouteTableTestSupport.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
 
 #include <gtest/gtest.h>
 
 using namespace route_test;
 
-TEST(CRouteTableTouchClientProcess, AClientThatIsGoneOrUnreachableIsDroppedAtTheNextSync)
+TEST(CRouteTableTouchClientProcess, ClientsGetTheCapabilitiesOverTheirPortsOrAreDropped)
 {
-    KelTestPortDirectory directory; // this test's own KELTO_PORT_DIR
-    KelTestDriverProcess taking, leaving;
-    ASSERT_TRUE(taking.Serve("com.example.takes", {}));
-    // A client that ends while it is sent to. (A client answering a failure status is
-    // not dropped: the port's send succeeds, and the status travels in the packet.)
-    ASSERT_TRUE(leaving.Serve("com.example.leaves", {"--exit-on", "1"}));
+    ScopedPortDirectory directory;
+    // A client that takes every delivery (no reply: done), and one that ends while it is
+    // sent to. (A client answering a failure status is not dropped: the port's send
+    // succeeds, and the status travels in the packet.)
+    messaging_test::ScriptedPeer taking("com.example.takes",
+                                        [](SInt32, const messaging_test::Bytes&)
+                                        { return std::optional<messaging_test::Bytes>(); });
+    SimulatedDriverProcess leaving(directory.Path(),
+                                   R"({"PortName": "com.example.leaves", "Version": "6.3.0",
+                                       "Faults": [{"Request": "any", "Action": "exit"}]})");
+    ASSERT_TRUE(leaving.WaitUntilServed()) << leaving.Log();
     CRouteTable table;
     ScriptedDriver driver;
     driver.mTabletIDs = {0};
@@ -36,5 +43,20 @@ TEST(CRouteTableTouchClientProcess, AClientThatIsGoneOrUnreachableIsDroppedAtThe
     Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
     ASSERT_EQ(table.TouchAPIClients().size(), 1u);
     EXPECT_EQ(table.TouchAPIClients().begin()->first, "com.example.takes");
-    // What the client that stays receives is checked end to end with the coordinator.
+    std::vector<messaging_test::ScriptedPeer::Request> packets;
+    for (const auto& request : taking.mRequests)
+    {
+        if (request.msgid == 'KEPK')
+        {
+            packets.push_back(request);
+        }
+    }
+    CEventPacket received;
+    ASSERT_EQ(received.DeserializeFromBuffer(packets[0].bytes.data(), packets[0].bytes.size()),
+              KELSTATUS_SUCCESS);
+    EXPECT_EQ(Snapshot(received).KeyIDs(),
+              (Ids{EObjectIDMultiTouchAPI, EParameterIDTabletMultiTouchCapabilities}));
+    auto capabilities = received.UnPackData_<std::shared_ptr<CSettingsArray>>(nullptr);
+    ASSERT_NE(capabilities, nullptr);
+    EXPECT_TRUE(capabilities->IsEqualTo(table.BuildTouchCapabilitiesArray()));
 }

@@ -16,40 +16,12 @@ namespace
 {
 namespace fs = std::filesystem;
 
-// A process started by the test and always ended by its process id: a forked copy that
-// renames itself, or a program run under a name of the test's choosing.
+// A program run under a name of the test's choosing, always ended by its process id. (Finding
+// a process by name and killing it is the other-coordinator tests' and the coordinator's
+// take-over test's.)
 class CTestProcess
 {
 public:
-    // A fork that takes `name` as its command name and sleeps.
-    static CTestProcess Renamed(const std::string& name)
-    {
-        CTestProcess process;
-        int ready[2];
-        if (pipe(ready) != 0)
-        {
-            return process;
-        }
-        process.mPid = fork();
-        if (process.mPid == 0)
-        {
-            prctl(PR_SET_NAME, name.c_str());
-            ssize_t ignored = write(ready[1], "r", 1);
-            (void)ignored;
-            for (int i = 0; i < 600; ++i) // bounded: ten minutes at most
-            {
-                sleep(1);
-            }
-            _exit(0);
-        }
-        close(ready[1]);
-        char byte;
-        ssize_t got = read(ready[0], &byte, 1); // renamed before anyone looks
-        (void)got;
-        close(ready[0]);
-        return process;
-    }
-
     // /bin/sleep started through a link named `path`, so it runs under that name.
     static CTestProcess Linked(const fs::path& path)
     {
@@ -113,33 +85,6 @@ pid_t PidOf(const ProcessSerialNumber& psn)
 std::string UniqueName(const char* stem)
 {
     return stem + std::to_string(getpid() % 100000);
-}
-
-TEST(ProcessUtilsTests, ProcessIsFoundByNameKilledAndThenGone)
-{
-    std::string name = UniqueName("kelPU");
-    CTestProcess process = CTestProcess::Renamed(name);
-    ASSERT_GT(process.Pid(), 0);
-
-    ProcessSerialNumber psn = ProcessUtils::GetPSNForProcessWithName(name, false);
-    ASSERT_FALSE(ProcessUtils::PSNIsNoProcess(psn));
-    EXPECT_EQ(PidOf(psn), process.Pid());
-    // The name must match whole.
-    EXPECT_TRUE(ProcessUtils::PSNIsNoProcess(
-        ProcessUtils::GetPSNForProcessWithName(name.substr(0, name.size() - 1), false)));
-
-    EXPECT_TRUE(ProcessUtils::KillProcessWithPSN(psn));
-    // Killed but not yet reaped, it is a zombie: already gone for the lookup.
-    for (int i = 0; i < 2000 && !ProcessUtils::PSNIsNoProcess(
-                                    ProcessUtils::GetPSNForProcessWithName(name, false));
-         ++i)
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    EXPECT_TRUE(ProcessUtils::PSNIsNoProcess(ProcessUtils::GetPSNForProcessWithName(name, false)));
-    // Killing what is gone, or nothing at all, is no failure.
-    EXPECT_TRUE(ProcessUtils::KillProcessWithPSN(psn));
-    EXPECT_TRUE(ProcessUtils::KillProcessWithPSN({0, kNoProcess}));
 }
 
 TEST(ProcessUtilsTests, CallingProcessIsFoundOnlyWhenAskedFor)

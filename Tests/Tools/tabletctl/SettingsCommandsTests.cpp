@@ -1,5 +1,6 @@
 // Runs the built tabletctl on real files in a scratch directory.
 #include "Common/Settings/CSettingsMap.h"
+#include "Tests/Tools/tabletctl/TabletctlRunner.h"
 
 #include <gtest/gtest.h>
 
@@ -14,12 +15,7 @@
 
 namespace
 {
-struct SRun
-{
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using tabletctl_test::SRun;
 
 class TabletctlSettings : public testing::Test
 {
@@ -47,24 +43,9 @@ protected:
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
-    // Runs tabletctl with `arguments` (already quoted as needed) inside the scratch directory,
-    // bounded in time.
-    SRun Run(const std::string& arguments, const std::string& stdinFile = "") const
+    SRun Run(const std::string& arguments, const std::string& input = "") const
     {
-        std::string command = "cd '" + mDir.string() +
-                              "' && timeout 60 '" KEL_TEST_BINARY_DIR
-                              "/Tools/tabletctl/tabletctl' " +
-                              arguments + " >out.txt 2>err.txt";
-        if (!stdinFile.empty())
-        {
-            command += " <" + stdinFile;
-        }
-        SRun run;
-        int result = std::system(command.c_str());
-        run.status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
-        run.out = Contents("out.txt");
-        run.err = Contents("err.txt");
-        return run;
+        return tabletctl_test::RunTabletctl(arguments, mDir.string(), input);
     }
 
 private:

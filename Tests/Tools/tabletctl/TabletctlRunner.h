@@ -28,18 +28,22 @@ inline std::string ReadFile(const std::filesystem::path& path)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// `arguments` is shell text (quote as needed). At most `seconds` seconds, then SIGKILL.
-inline SRun RunTabletctl(const std::string& arguments, int seconds = 60)
+// `arguments` is shell text (quote as needed), run in `directory` (the test's own when
+// empty) with standard input from `input` there (nothing when empty). At most `seconds`
+// seconds, then SIGKILL.
+inline SRun RunTabletctl(const std::string& arguments, const std::string& directory = "",
+                         const std::string& input = "", int seconds = 60)
 {
     const std::filesystem::path scratch =
         std::filesystem::temp_directory_path() /
         ("tabletctl_run_" + std::to_string(getpid()) + "_" +
          testing::UnitTest::GetInstance()->current_test_info()->name());
     std::filesystem::create_directories(scratch);
-    const std::string command = "timeout -s KILL " + std::to_string(seconds) +
-                                " '" KEL_TEST_BINARY_DIR "/Tools/tabletctl/tabletctl' " +
-                                arguments + " >'" + (scratch / "out").string() + "' 2>'" +
-                                (scratch / "err").string() + "' </dev/null";
+    const std::string command =
+        (directory.empty() ? "" : "cd '" + directory + "' && ") + "timeout -s KILL " +
+        std::to_string(seconds) + " '" KEL_TEST_BINARY_DIR "/Tools/tabletctl/tabletctl' " +
+        arguments + " >'" + (scratch / "out").string() + "' 2>'" + (scratch / "err").string() +
+        "' <" + (input.empty() ? "/dev/null" : input);
     SRun run;
     const int result = std::system(command.c_str());
     run.status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;

@@ -2,12 +2,14 @@
 
 #include "Common/CNotFlipper.h"
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
+#include "Tools/SimulatedDriver/SimPacketWire.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <typeinfo>
 
 using namespace messaging_test;
@@ -39,31 +41,65 @@ CEventPacket Packet(const std::string& data)
     return packet;
 }
 
+// A packet driver's answer: the request with this status and data, in the driver's order.
+Bytes PacketAnswer(const Bytes& request, KELSTATUS status, const std::string& data, bool reversed)
+{
+    CEventPacket packet;
+    EXPECT_EQ(Deserialize(request, packet), KELSTATUS_SUCCESS);
+    packet.PackData(static_cast<unsigned>(data.size()), data.data());
+    packet.SetStatus(status);
+    Bytes block = Serialize(packet);
+    if (reversed)
+    {
+        ReverseSimPacketBlock(block);
+    }
+    return block;
+}
+
+// A legacy driver's answer: the return record (status, size) in its order, then the data.
+Bytes ReturnRecord(std::uint32_t status, std::uint32_t size, const std::string& data,
+                   bool reversed = false)
+{
+    const std::uint32_t words[2] = {Swap(status, reversed), Swap(size, reversed)};
+    Bytes bytes(sizeof(words) + data.size());
+    std::memcpy(bytes.data(), words, sizeof(words));
+    std::memcpy(bytes.data() + sizeof(words), data.data(), data.size());
+    return bytes;
+}
+
+// Answers 'ENDI' with `code` (1: our order, 2: reversed) and a transit record with `reply`.
+ScriptedPeer::Answer LegacyDriver(std::uint8_t code, std::optional<Bytes> reply)
+{
+    return [=](SInt32 msgid, const Bytes&) -> std::optional<Bytes>
+    { return msgid == kMessageIDEndianness ? Bytes{code} : reply; };
+}
+
 class CMacDriverMessageSendPortTests : public ::testing::Test
 {
 protected:
-    CMacDriverMessageSendPortTests() : mName(KelTestMakeString(kDriverPort)) {}
+    CMacDriverMessageSendPortTests() : mName(MakeString(kDriverPort)) {}
     ~CMacDriverMessageSendPortTests() override { CFRelease(mName); }
 
-    bool Serve(std::vector<std::string> arguments)
+    ScriptedPeer& Serve(ScriptedPeer::Answer answer)
     {
-        std::remove(mJournal.c_str());
-        arguments.insert(arguments.end(), {"--journal", mJournal});
-        return mDriver.Serve(kDriverPort, arguments);
+        mPeer.reset();
+        mPeer.emplace(kDriverPort, std::move(answer));
+        return *mPeer;
     }
 
-    KelTestPortDirectory mPortDirectory;
-    std::string mJournal = mPortDirectory.File("journal");
-    KelTestDriverProcess mDriver;
+    ScopedPortDirectory mPortDirectory;
+    std::optional<ScriptedPeer> mPeer;
     CFStringRef mName;
 };
 
 TEST_F(CMacDriverMessageSendPortTests, PacketsComeBackIntoTheSamePacketInEitherByteOrder)
 {
-    for (const std::string order : {"host", "reversed"})
+    for (const bool reversed : {false, true})
     {
-        SCOPED_TRACE(order);
-        ASSERT_TRUE(Serve({"--byte-order", order, "--status", "1539", "--answer", "6869"}));
+        SCOPED_TRACE(reversed);
+        ScriptedPeer& peer = Serve(
+            [=](SInt32, const Bytes& request) -> std::optional<Bytes>
+            { return PacketAnswer(request, KELSTATUS_METHOD_NOT_IMPLEMENTED, "hi", reversed); });
         CMacDriverMessageSendPort port;
         ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
         CEventPacket packet = Packet("\x01\x02\x03\x04");
@@ -74,11 +110,10 @@ TEST_F(CMacDriverMessageSendPortTests, PacketsComeBackIntoTheSamePacketInEitherB
         EXPECT_STREQ(packet.ObjectKey(2)->String(), "pen");
 
         // The driver got the packet as it was, and nothing else: no byte-order probe.
-        const auto journal = KelTestReadJournal(mJournal);
-        ASSERT_EQ(journal.size(), 1u);
-        EXPECT_EQ(journal[0].msgid, std::uint32_t(kMessageIDEventPacket));
+        ASSERT_EQ(peer.mRequests.size(), 1u);
+        EXPECT_EQ(peer.mRequests[0].msgid, kMessageIDEventPacket);
         CEventPacket received;
-        ASSERT_EQ(Deserialize(journal[0].bytes, received), KELSTATUS_SUCCESS);
+        ASSERT_EQ(Deserialize(peer.mRequests[0].bytes, received), KELSTATUS_SUCCESS);
         EXPECT_EQ(DataOf(received), "\x01\x02\x03\x04");
     }
 }
@@ -92,16 +127,16 @@ TEST_F(CMacDriverMessageSendPortTests, EmptyReplyLeavesThePacketNoReplyMeansDone
     EXPECT_EQ(packet.Status(), 0x1234);
 
     ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
-    ASSERT_TRUE(Serve({"--packet-reply", "empty", "--answer", "6869"}));
+    Serve([](SInt32, const Bytes&) -> std::optional<Bytes> { return Bytes(); });
     EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
     EXPECT_EQ(packet.Status(), 0x1234);
     EXPECT_EQ(DataOf(packet), "abc");
-    ASSERT_TRUE(Serve({"--packet-reply", "none", "--answer", "6869"}));
+    Serve([](SInt32, const Bytes&) { return std::optional<Bytes>(); });
     EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
     EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
     EXPECT_EQ(DataOf(packet), "abc");
 
-    mDriver.Stop();
+    mPeer.reset();
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_FAILURE);
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 1.0);
@@ -111,13 +146,13 @@ TEST_F(CMacDriverMessageSendPortTests, EmptyReplyLeavesThePacketNoReplyMeansDone
 
 TEST_F(CMacDriverMessageSendPortTests, ByteOrderIsAskedEachTimeAndPicksTheFlipper)
 {
-    ASSERT_TRUE(Serve({"--endi", "2"}));
+    ScriptedPeer* peer = &Serve(LegacyDriver(2, std::nullopt));
     CMacDriverMessageSendPort port;
     ASSERT_EQ(port.Init(mName, true), KELSTATUS_SUCCESS);
     EXPECT_EQ(port.GetRemoteEndianness(), 2);
     EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS);
     EXPECT_EQ(FlipperKind(port.GetFlipper()), "CFlipper");
-    EXPECT_EQ(KelTestJournalIDs(mJournal), (std::vector<std::uint32_t>(2, kMessageIDEndianness)));
+    EXPECT_EQ(peer->mRequests.size(), 2u);
 
     // Switching the automatic choice off sets the flipper up again: no reversal, said so.
     const std::string assumed = kSource + "220: failed assertion: \"assuming no flip needed\"\n";
@@ -126,44 +161,44 @@ TEST_F(CMacDriverMessageSendPortTests, ByteOrderIsAskedEachTimeAndPicksTheFlippe
     port.SetAutoFlipsData(true);
     EXPECT_EQ(FlipperKind(port.GetFlipper()), "CFlipper");
 
-    ASSERT_TRUE(Serve({"--endi", "1"}));
+    Serve(LegacyDriver(1, std::nullopt));
     EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS);
     EXPECT_EQ(FlipperKind(port.GetFlipper()), "CNotFlipper");
 
     // A driver that does not say is taken to be of our order while its port is valid.
-    for (const std::string answer : {"none", "empty", "0"})
+    const std::optional<Bytes> silent[] = {std::nullopt, Bytes(), Bytes{0}};
+    for (const std::optional<Bytes>& answer : silent)
     {
-        ASSERT_TRUE(Serve({"--endi", answer}));
+        Serve([=](SInt32, const Bytes&) { return answer; });
         EXPECT_EQ(port.GetRemoteEndianness(), 0);
         EXPECT_EQ(Capture([&] { EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_SUCCESS); }).out,
                   assumed);
         EXPECT_EQ(FlipperKind(port.GetFlipper()), "CNotFlipper");
     }
-    mDriver.Stop();
+    mPeer.reset();
     EXPECT_EQ(port.SetupHostFlipper(), KELSTATUS_FAILURE);
     EXPECT_EQ(FlipperKind(port.GetFlipper()), "none");
 }
 
 TEST_F(CMacDriverMessageSendPortTests, NewAlwaysConnects)
 {
-    ASSERT_TRUE(Serve({}));
+    Serve(LegacyDriver(1, std::nullopt));
     const auto port = std::dynamic_pointer_cast<CMacDriverMessageSendPort>(
         CDriverMessageSendPort::New(kDriverPort, false));
     ASSERT_NE(port, nullptr);
     EXPECT_TRUE(port->IsValid());
-    double send = 0, receive = 0;
-    port->GetMessagingClient()->GetSendReceiveTimeouts(send, receive);
-    EXPECT_EQ(send + receive, 1000.0);
     EXPECT_EQ(CDriverMessageSendPort::New("com.kelto.NobodyServesThis", true), nullptr);
 }
 
+// The record's exact bytes: key records of 12 bytes (mode, identifier, reference), 84 bytes
+// of unused keys, the data size, the source, the command, and the data.
 TEST_F(CMacDriverMessageSendPortTests, TransitRecordsReverseEveryFieldButNeverTheData)
 {
     for (const bool reversed : {false, true})
     {
         SCOPED_TRACE(reversed);
-        ASSERT_TRUE(
-            Serve({"--byte-order", reversed ? "reversed" : "host", "--answer", "41424344"}));
+        ScriptedPeer& peer =
+            Serve(LegacyDriver(reversed ? 2 : 1, ReturnRecord(0, 4, "ABCD", reversed)));
         CMacDriverMessageSendPort port;
         ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
         CEventPacket packet = Packet("WXYZ");
@@ -174,10 +209,10 @@ TEST_F(CMacDriverMessageSendPortTests, TransitRecordsReverseEveryFieldButNeverTh
         EXPECT_EQ(DataOf(packet), "ABCD"); // written over the packet's data as it came
         EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, nullptr), KELSTATUS_SUCCESS);
 
-        const auto journal = KelTestReadJournal(mJournal);
-        ASSERT_EQ(journal.size(), 3u); // the byte order is asked once
-        EXPECT_EQ(journal[0].msgid, std::uint32_t(kMessageIDEndianness));
-        const Bytes& record = journal[1].bytes;
+        ASSERT_EQ(peer.mRequests.size(), 3u); // the byte order is asked once
+        EXPECT_EQ(peer.mRequests[0].msgid, kMessageIDEndianness);
+        EXPECT_EQ(peer.mRequests[1].msgid, kMessageIDTransitRecord);
+        const Bytes& record = peer.mRequests[1].bytes;
         ASSERT_EQ(record.size(), 136u + 4u);
         // Mode, identifier and reference per key; the string key's reference is a pointer.
         const std::uint32_t keys[][3] = {{EAddrModeByIndex, EObjectIDTablet, 3},
@@ -211,16 +246,17 @@ TEST_F(CMacDriverMessageSendPortTests, LegacyAnswersAreReadWithinTheBytesReceive
     EXPECT_EQ(port.GetFlipper(), nullptr);
 
     // No reply: the send went through, the return status stays unset, and that is said.
-    ASSERT_TRUE(Serve({"--transit-reply", "none"}));
+    Serve(LegacyDriver(1, std::nullopt));
     Output output = Capture([&] { EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), 0); });
     EXPECT_EQ(receipt.wStatus, 0xFFFFu);
     EXPECT_EQ(output.out, kSource + "475: failed assertion: status == returnReceipt_O->wStatus\n");
 
-    ASSERT_TRUE(Serve({"--transit-reply", "short"}));
+    // Too short for a return record.
+    Serve(LegacyDriver(1, Bytes(4, 0)));
     EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_FAILURE);
 
     // A return size beyond the request is reported; only the bytes that came are copied.
-    ASSERT_TRUE(Serve({"--answer", "5a5a", "--return-size", "40"}));
+    Serve(LegacyDriver(1, ReturnRecord(0, 40, "ZZ")));
     output = Capture([&] { EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), 0); });
     EXPECT_EQ(output.out,
               kSource + "575: failed assertion: returnRec.returnDataSize <= dataSize\n");
@@ -228,7 +264,7 @@ TEST_F(CMacDriverMessageSendPortTests, LegacyAnswersAreReadWithinTheBytesReceive
     EXPECT_EQ(DataOf(packet), "ZZYZ");
 
     // A failure status copies nothing.
-    ASSERT_TRUE(Serve({"--answer", "41424344", "--status", "1542"}));
+    Serve(LegacyDriver(1, ReturnRecord(KELSTATUS_OBJECT_NOT_FOUND, 4, "ABCD")));
     EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_OBJECT_NOT_FOUND);
     EXPECT_EQ(receipt.wStatus, KELSTATUS_OBJECT_NOT_FOUND);
     EXPECT_EQ(DataOf(packet), "ZZYZ");

@@ -1,13 +1,14 @@
 #include "Mac/Common/Communication/CMacMessagingClient.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 using namespace messaging_test;
 
@@ -44,7 +45,7 @@ protected:
                                                     double receiveTimeout)
     {
         std::unique_ptr<CMacMessagingClient> client;
-        CFStringRef name = KelTestMakeString(kDriverPort);
+        CFStringRef name = MakeString(kDriverPort);
         EXPECT_EQ(CMacMessagingClient::AllocateAndInitInstance(client, name, 10.0, receiveTimeout,
                                                                connect),
                   expected);
@@ -52,8 +53,15 @@ protected:
         return client;
     }
 
-    KelTestPortDirectory mPortDirectory;
-    KelTestDriverProcess mDriver;
+    // A driver answering 'ENDI' with `answer` (nothing: no reply).
+    void Serve(std::optional<Bytes> answer)
+    {
+        mPeer.reset();
+        mPeer.emplace(kDriverPort, [=](SInt32, const Bytes&) { return answer; });
+    }
+
+    ScopedPortDirectory mPortDirectory;
+    std::optional<ScriptedPeer> mPeer;
 };
 
 TEST_F(CMacMessagingClientTests, ReconnectsByItselfOnceAndKeepsAnOpenPort)
@@ -69,7 +77,7 @@ TEST_F(CMacMessagingClientTests, ReconnectsByItselfOnceAndKeepsAnOpenPort)
     EXPECT_FALSE(client->IsValid());
 
     // The driver comes up; the next send connects, with no Connect() from the caller.
-    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "65"}));
+    Serve(Bytes{'A'});
     EXPECT_EQ(Ask(*client), "[A]");
     const Output output =
         Capture([&] { EXPECT_EQ(client->Connect(), KELSTATUS_DEVICE_ALREADY_OPEN); });
@@ -79,9 +87,9 @@ TEST_F(CMacMessagingClientTests, ReconnectsByItselfOnceAndKeepsAnOpenPort)
     EXPECT_EQ(Ask(*client), "[A]");
 
     // Restarted drivers are reached again; an empty answer and no answer stay apart.
-    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "empty"}));
+    Serve(Bytes());
     EXPECT_EQ(Ask(*client), "[]");
-    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--endi", "none"}));
+    Serve(std::nullopt);
     EXPECT_EQ(Ask(*client), "none");
 
     client->Disconnect();
@@ -91,19 +99,17 @@ TEST_F(CMacMessagingClientTests, ReconnectsByItselfOnceAndKeepsAnOpenPort)
 
 TEST_F(CMacMessagingClientTests, FailuresMapToStatusesWithTheTwoTimeOutsApart)
 {
-    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--delay-ms", "1500"}));
+    // A driver that ends holding the request.
+    SimulatedDriverProcess driver(mPortDirectory.Path(),
+                                  R"({"PortName": ")" + kDriverPort +
+                                      R"(", "Version": "6.3.0", "Faults": [{"Request":
+                                      "byte-order", "Action": "exit"}]})");
+    ASSERT_TRUE(driver.WaitUntilServed()) << driver.Log();
     auto client = MakeClient(false, KELSTATUS_SUCCESS, 0.3);
     double send = 0, receive = 0;
     client->GetSendReceiveTimeouts(send, receive);
     EXPECT_EQ(send, 10.0);
     EXPECT_EQ(receive, 0.3);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Ask(*client), "failed 65535");
-    EXPECT_LT(SecondsSince(start), 1.4);
-
-    // A driver that dies holding the request.
-    ASSERT_TRUE(mDriver.Serve(kDriverPort, {"--exit-on", "1"}));
-    client->SetSendReceiveTimeouts(10.0, 10.0);
     EXPECT_EQ(Ask(*client), "failed 65535");
 
     // The results a live transport cannot be made to give on demand.
@@ -135,7 +141,7 @@ CFDataRef AnswerA(CFMessagePortRef, SInt32, CFDataRef, void*)
 
 TEST_F(CMacMessagingClientTests, WaitsInItsVirtualModeWhereServersOfThisThreadAreServed)
 {
-    CFStringRef name = KelTestMakeString("com.kelto.CoordinatorMessageServer");
+    CFStringRef name = MakeString("com.kelto.CoordinatorMessageServer");
     CMacMessagingServer server;
     ASSERT_EQ(server.Init(name, AnswerA, nullptr), KELSTATUS_SUCCESS);
     ModeClient client;
@@ -146,7 +152,10 @@ TEST_F(CMacMessagingClientTests, WaitsInItsVirtualModeWhereServersOfThisThreadAr
 
     client.mMode = CFSTR("CMacMessagingClientMode");
     EXPECT_EQ(Ask(client), "[A]");
+    // Not served in any other mode: the receive time-out, not the send's, ends the wait.
     client.mMode = CFSTR("SomeOtherMode");
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(Ask(client), "failed 65535");
+    EXPECT_LT(SecondsSince(start), 1.4);
 }
 } // namespace

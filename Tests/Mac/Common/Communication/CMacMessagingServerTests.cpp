@@ -2,9 +2,9 @@
 
 #include "Mac/Common/Communication/CMacMessagingClient.h"
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
-#include "Mac/Common/Communication/KelTestByteOrder.h"
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
+#include "Tools/SimulatedDriver/SimPacketWire.h"
 
 #include <gtest/gtest.h>
 
@@ -63,7 +63,7 @@ Bytes RequestBlock()
 class CMacMessagingServerTests : public ::testing::Test
 {
 protected:
-    CMacMessagingServerTests() : mName(KelTestMakeString(kServerPort)) {}
+    CMacMessagingServerTests() : mName(MakeString(kServerPort)) {}
     ~CMacMessagingServerTests() override { CFRelease(mName); }
 
     // The reply to one request handed straight to the server, decoded.
@@ -77,7 +77,7 @@ protected:
         return answer;
     }
 
-    KelTestPortDirectory mPortDirectory;
+    ScopedPortDirectory mPortDirectory;
     CFStringRef mName;
     CMacMessagingServer mServer;
     Recorder mRecorder;
@@ -123,7 +123,7 @@ TEST_F(CMacMessagingServerTests, ReadsEitherByteOrderAndAnswersMalformedBlocksWi
     mServer.SetProcessEventCallback(Recorder::Callback, &mRecorder);
     mRecorder.answerStatus = KELSTATUS_RESOURCE_BAD;
     Bytes reversed = RequestBlock();
-    KelTestReverseSerializedBlock(reversed.data(), reversed.size());
+    ReverseSimPacketBlock(reversed);
     EXPECT_EQ(Answer(reversed).ObjectKey(0)->Identifier(), EObjectIDTablet);
     EXPECT_EQ(mRecorder.seen, "2 2 29 [\x01\x02\x03\x04]");
 
@@ -148,8 +148,9 @@ TEST_F(CMacMessagingServerTests, ReadsEitherByteOrderAndAnswersMalformedBlocksWi
 
 TEST_F(CMacMessagingServerTests, NameServedElsewhereFailsThreeTimesOneSecondApart)
 {
-    KelTestDriverProcess other;
-    ASSERT_TRUE(other.Serve(kServerPort, {}));
+    SimulatedDriverProcess other(mPortDirectory.Path(),
+                                 R"({"PortName": ")" + kServerPort + R"(", "Version": "6.3.0"})");
+    ASSERT_TRUE(other.WaitUntilServed()) << other.Log();
     KELSTATUS status = 0;
     const auto start = std::chrono::steady_clock::now();
     const Output output =

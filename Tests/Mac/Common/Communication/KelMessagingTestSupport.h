@@ -1,8 +1,9 @@
 // Test support for the messaging tests: output capture, packets as bytes, transit records
-// built field by field in either byte order.
+// built field by field, and a peer port whose answers the test scripts.
 #pragma once
 
 #include "Common/CEventPacket.h"
+#include "Mac/Common/Communication/CMacMessagingClient.h"
 #include "Mac/Common/Communication/TransitRecord.h"
 #include "Tests/Support/CapturedOutput.h"
 
@@ -13,6 +14,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,6 +42,72 @@ inline CFDataRef MakeData(const Bytes& bytes)
 {
     return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
 }
+
+inline CFStringRef MakeString(const std::string& text)
+{
+    return CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
+}
+
+// A port served by this thread, in the messaging client's mode: a sender of this thread that
+// waits for its reply runs the loop in that mode, so the peer answers it. The test scripts
+// the answers and sees every request; ending the peer ends the port, as a driver's exit does.
+class ScriptedPeer
+{
+public:
+    struct Request
+    {
+        SInt32 msgid;
+        Bytes bytes;
+    };
+    // The reply's bytes, or nothing for no reply at all.
+    using Answer = std::function<std::optional<Bytes>(SInt32 msgid, const Bytes& request)>;
+
+    ScriptedPeer(const std::string& name, Answer answer) : mAnswer(std::move(answer))
+    {
+        CFStringRef cfName = MakeString(name);
+        CFMessagePortContext context = {0, this, nullptr, nullptr, nullptr};
+        mPort = CFMessagePortCreateLocal(nullptr, cfName, &Serve, &context, nullptr);
+        CFRelease(cfName);
+        EXPECT_NE(mPort, nullptr) << name;
+        if (mPort != nullptr)
+        {
+            mSource = CFMessagePortCreateRunLoopSource(nullptr, mPort, 0);
+            CFRunLoopAddSource(CFRunLoopGetCurrent(), mSource, kMacMessagingClientRunLoopMode);
+        }
+    }
+    ~ScriptedPeer()
+    {
+        if (mPort != nullptr)
+        {
+            CFRunLoopRemoveSource(CFRunLoopGetCurrent(), mSource, kMacMessagingClientRunLoopMode);
+            CFRelease(mSource);
+            CFMessagePortInvalidate(mPort);
+            CFRelease(mPort);
+        }
+    }
+    ScriptedPeer(const ScriptedPeer&) = delete;
+    ScriptedPeer& operator=(const ScriptedPeer&) = delete;
+
+    std::vector<Request> mRequests;
+
+private:
+    static CFDataRef Serve(CFMessagePortRef, SInt32 msgid, CFDataRef data, void* info)
+    {
+        auto* self = static_cast<ScriptedPeer*>(info);
+        Bytes request;
+        if (data != nullptr)
+        {
+            request.assign(CFDataGetBytePtr(data), CFDataGetBytePtr(data) + CFDataGetLength(data));
+        }
+        self->mRequests.push_back({msgid, request});
+        const std::optional<Bytes> reply = self->mAnswer(msgid, request);
+        return reply ? MakeData(*reply) : nullptr;
+    }
+
+    Answer mAnswer;
+    CFMessagePortRef mPort = nullptr;
+    CFRunLoopSourceRef mSource = nullptr;
+};
 
 inline Bytes Serialize(const CEventPacket& packet)
 {

@@ -1,6 +1,6 @@
 // tabletctl against the real coordinator and two simulated drivers: what each command
 // prints, in text and in JSON, and its exit status when something fails.
-#include "Tests/Client/EndToEnd/CoordinatorWithDrivers.h"
+#include "Tests/Support/CoordinatorWithDrivers.h"
 #include "Tests/Tools/tabletctl/TabletctlRunner.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +27,7 @@ namespace
 class TabletctlEndToEnd : public testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_TRUE(mSystem.Start()) << mSystem.Logs(); }
+    void SetUp() override { ASSERT_TRUE(mSystem.Start()) << mSystem.Problem(); }
 
     // The JSON document a successful run printed.
     static nlohmann::json JSONOf(const std::string& arguments)
@@ -137,8 +137,8 @@ TEST_F(TabletctlEndToEnd, FailuresGiveOneLineAndAStatus)
     std::string pen = CoordinatorWithDrivers::Example("pen-driver.json");
     kelto.replace(kelto.find(R"("LastTabletUsedTimestamp": 1200)"), 31, quiet);
     pen.replace(pen.find(R"("LastTabletUsedTimestamp": 800)"), 30, quiet);
-    ASSERT_TRUE(mSystem.mKelto.Reload(kelto)) << mSystem.mKelto.Log();
-    ASSERT_TRUE(mSystem.mPen.Reload(pen)) << mSystem.mPen.Log();
+    ASSERT_TRUE(mSystem.Driver(0)->Reload(kelto)) << mSystem.Driver(0)->Log();
+    ASSERT_TRUE(mSystem.Driver(1)->Reload(pen)) << mSystem.Driver(1)->Log();
     run = RunTabletctl("ae send Kelm KSnd");
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "Result: -1728 (errAENoSuchObject)\n"
@@ -150,7 +150,7 @@ TEST_F(TabletctlEndToEnd, FailuresGiveOneLineAndAStatus)
 
 TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
 {
-    const std::string out = mSystem.mPorts.Path() + "/listen.out";
+    const std::string out = mSystem.PortDirectory() + "/listen.out";
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
@@ -189,6 +189,6 @@ TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
     SRun quit = RunTabletctl("quit --wait 10");
     EXPECT_EQ(quit.status, 0) << quit.err;
     EXPECT_EQ(quit.out, "The coordinator has quit.\n");
-    EXPECT_EQ(mSystem.mCoordinator.WaitForExit(CoordinatorWithDrivers::kSeconds), 0);
+    EXPECT_EQ(mSystem.Coordinator().WaitForExit(CoordinatorWithDrivers::kSeconds), 0);
     EXPECT_EQ(RunTabletctl("count").status, 3);
 }

@@ -1,11 +1,14 @@
 #include "Mac/TabletDriver/Source/Coordinator/CMacDriverInterface.h"
 
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
-#include "Mac/Common/Communication/KelTestDriverProcess.h"
 #include "Mac/Common/Communication/MessageIDs.h"
+#include "Tests/Support/SimulatedDriverProcess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <optional>
+#include <sstream>
 
 using namespace messaging_test;
 
@@ -15,7 +18,8 @@ const std::string kDriverPort = "com.kelto.KeltoTabletDriverMessageServer";
 constexpr std::uint32_t kLegacy = CMacDriverInterface::kMessagingTypeLegacy;
 constexpr std::uint32_t kPacket = CMacDriverInterface::kMessagingTypeEventPacket;
 constexpr std::uint32_t kUnknown = CMacDriverInterface::kMessagingTypeUnknown;
-constexpr std::uint32_t kEndianness = kMessageIDEndianness;
+// A count the simulated driver answers with its one tablet, in our byte order.
+const std::string kOneTablet("\x01\x00", 2);
 
 CEventPacket CountRequest()
 {
@@ -27,22 +31,51 @@ CEventPacket CountRequest()
     return packet;
 }
 
+// A request about a tablet the driver does not have: answered KELSTATUS_OBJECT_NOT_FOUND.
+CEventPacket MissingTabletRequest()
+{
+    CEventPacket packet;
+    packet.SetCommand(ECommandGet);
+    packet.AddKeyInt(EObjectIDTablet, 5, EAddrModeByID);
+    packet.AddKeyInt(EParameterIDName, 0, EAddrModeByIndex);
+    packet.PackData(2, "xx");
+    return packet;
+}
+
 class CMacDriverInterfaceTests : public ::testing::Test
 {
 protected:
-    CMacDriverInterfaceTests() : mName(KelTestMakeString(kDriverPort)) {}
+    CMacDriverInterfaceTests() : mName(MakeString(kDriverPort)) {}
     ~CMacDriverInterfaceTests() override { CFRelease(mName); }
 
-    bool Serve(std::vector<std::string> arguments)
+    // A simulated driver with one tablet on the Kelto port; `members` are added to its
+    // configuration.
+    void Serve(const std::string& members)
     {
-        std::remove(mJournal.c_str());
-        arguments.insert(arguments.end(), {"--journal", mJournal});
-        return mDriver.Serve(kDriverPort, arguments);
+        mDriver.reset();
+        mDriver.emplace(mPorts.Path(), R"({"Name": "Kelto", "PortName": ")" + kDriverPort +
+                                           R"(", "Tablets": [{}], )" + members + "}");
+        ASSERT_TRUE(mDriver->WaitUntilServed()) << mDriver->Log();
     }
 
-    KelTestPortDirectory mPortDirectory;
-    std::string mJournal = mPortDirectory.File("journal");
-    KelTestDriverProcess mDriver;
+    // The message IDs of the requests the driver served, as its trace names them.
+    std::vector<std::string> Requests() const
+    {
+        std::vector<std::string> ids;
+        std::istringstream log(mDriver->Log());
+        for (std::string line; std::getline(log, line);)
+        {
+            const auto at = line.find("]: ");
+            if (at != std::string::npos && line.find(" -> ") != std::string::npos)
+            {
+                ids.push_back(line.substr(at + 3, line.find(' ', at + 3) - at - 3));
+            }
+        }
+        return ids;
+    }
+
+    ScopedPortDirectory mPorts;
+    std::optional<SimulatedDriverProcess> mDriver;
     CFStringRef mName;
 };
 
@@ -61,7 +94,7 @@ TEST_F(CMacDriverInterfaceTests, MessagingTypeFollowsTheVersionThresholdOfEachDr
     for (const auto& c : cases)
     {
         SCOPED_TRACE(c.version + (" for " + std::to_string(c.driverID)));
-        ASSERT_TRUE(Serve({"--version", c.version, "--answer", "0700"}));
+        Serve(R"("PacketMessaging": true, "Version": ")" + std::string(c.version) + "\"");
         CMacDriverInterface driver;
         EXPECT_EQ(driver.GetMessagingType(), kUnknown);
         ASSERT_EQ(driver.Init(c.driverID, mName, false), KELSTATUS_SUCCESS);
@@ -69,19 +102,10 @@ TEST_F(CMacDriverInterfaceTests, MessagingTypeFollowsTheVersionThresholdOfEachDr
         CEventPacket packet = CountRequest();
         EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
         EXPECT_EQ(driver.GetMessagingType(), c.type);
-        EXPECT_EQ(DataOf(packet), std::string("\x07\x00", 2));
-
-        // The byte order, the probe as a transit record, then the packet in its form.
-        const auto journal = KelTestReadJournal(mJournal);
-        EXPECT_EQ(KelTestJournalIDs(mJournal),
-                  (std::vector<std::uint32_t>{kEndianness, 0, c.type}));
-        ASSERT_GE(journal.size(), 2u);
-        const Bytes& probe = journal[1].bytes;
-        ASSERT_EQ(probe.size(), 136u + 5u);
-        EXPECT_EQ(Read<std::uint16_t>(probe, 4), EObjectIDDriver);
-        EXPECT_EQ(Read<std::uint16_t>(probe, 16), EParameterIDFileVersion);
-        EXPECT_EQ(Read<std::uint32_t>(probe, 128), std::uint32_t(ECommandGet));
-        EXPECT_EQ(Bytes(probe.begin() + 136, probe.end()), Bytes(5, 0));
+        EXPECT_EQ(DataOf(packet), kOneTablet);
+        // The byte order, the version probe as a transit record, then the packet in its form.
+        EXPECT_EQ(Requests(),
+                  (std::vector<std::string>{"'ENDI'", "0", c.type == kPacket ? "'KEPK'" : "0"}));
     }
 }
 
@@ -94,52 +118,53 @@ TEST_F(CMacDriverInterfaceTests, FailedProbeLeavesThePacketAndIsTriedAgainUntilO
     EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_FAILURE); // nobody there
     EXPECT_EQ(driver.GetMessagingType(), kUnknown);
 
-    // The driver refuses the first probe, answers the second.
-    ASSERT_TRUE(Serve({"--version", "6.1.2", "--probe-failures", "1", "--answer", "6869"}));
+    // The driver ends on the probe; the next one answers it.
+    Serve(R"("Version": "6.1.2", "Faults": [{"Request": "file-version", "Action": "exit"}])");
     EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_FAILURE);
     EXPECT_EQ(driver.GetMessagingType(), kUnknown);
     EXPECT_EQ(packet.Status(), 0x1234);
     EXPECT_EQ(DataOf(packet), "xx");
+    Serve(R"("Version": "6.1.2")");
     EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(DataOf(packet), "hi");
-    EXPECT_EQ(KelTestJournalIDs(mJournal),
-              (std::vector<std::uint32_t>{kEndianness, 0, 0, kPacket}));
+    EXPECT_EQ(DataOf(packet), kOneTablet);
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"0", "'KEPK'"}));
 
     // A restarted driver is reached again; what it speaks is not asked anew.
-    ASSERT_TRUE(Serve({"--version", "1.0.0", "--answer", "6f6b"}));
+    Serve(R"("Version": "1.0.0", "PacketMessaging": true)");
     EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(DataOf(packet), "ok");
-    EXPECT_EQ(KelTestJournalIDs(mJournal), (std::vector<std::uint32_t>{kPacket}));
+    EXPECT_EQ(DataOf(packet), kOneTablet);
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"'KEPK'"}));
 }
 
 TEST_F(CMacDriverInterfaceTests, DriversOfTheOtherByteOrderAreServedInTheirOrder)
 {
-    // A legacy driver: its records and return records are reversed, its data is not.
-    ASSERT_TRUE(Serve({"--byte-order", "reversed", "--version", "6.0.0", "--status", "512"}));
+    // Their statuses and record fields come reversed; the data never is.
+    for (const char* version : {"6.0.0", "6.3.0"})
+    {
+        SCOPED_TRACE(version);
+        Serve(R"("ByteOrder": "other", "Version": ")" + std::string(version) + "\"");
+        CMacDriverInterface driver;
+        ASSERT_EQ(driver.Init('KlKT', mName, false), KELSTATUS_SUCCESS);
+        CEventPacket packet = CountRequest();
+        EXPECT_EQ(driver.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
+        const bool legacy = version[2] == '0';
+        EXPECT_EQ(driver.GetMessagingType(), legacy ? kLegacy : kPacket);
+        EXPECT_EQ(DataOf(packet), kOneTablet);
+        // A record's status is the send's result; a packet's travels in the packet.
+        packet = MissingTabletRequest();
+        EXPECT_EQ(driver.SendKeltoEvent(&packet),
+                  legacy ? KELSTATUS_OBJECT_NOT_FOUND : KELSTATUS_SUCCESS);
+        EXPECT_EQ(packet.Status(), KELSTATUS_OBJECT_NOT_FOUND);
+    }
+
+    // A legacy send that gets no reply is done, and says its receipt disagrees.
+    Serve(R"("Version": "6.0.0", "Faults": [{"Request": "tablet-count", "Action": "empty"}])");
     CMacDriverInterface legacy;
     ASSERT_EQ(legacy.Init('KlKT', mName, false), KELSTATUS_SUCCESS);
     CEventPacket packet = CountRequest();
-    EXPECT_EQ(legacy.SendKeltoEvent(&packet), KELSTATUS_RESOURCE_MISSING);
-    EXPECT_EQ(legacy.GetMessagingType(), kLegacy);
-    EXPECT_EQ(packet.Status(), KELSTATUS_RESOURCE_MISSING);
-    const auto journal = KelTestReadJournal(mJournal);
-    ASSERT_EQ(journal.size(), 3u);
-    EXPECT_EQ(Read<std::uint32_t>(journal[2].bytes, 120), __builtin_bswap32(2u));
-    EXPECT_EQ(std::string(journal[2].bytes.begin() + 136, journal[2].bytes.end()), "xx");
-
-    // A packet driver: its answers arrive reversed and are read all the same.
-    ASSERT_TRUE(Serve({"--byte-order", "reversed", "--answer", "0102", "--status", "1539"}));
-    CMacDriverInterface modern;
-    ASSERT_EQ(modern.Init('KlKT', mName, false), KELSTATUS_SUCCESS);
-    EXPECT_EQ(modern.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(modern.GetMessagingType(), kPacket);
-    EXPECT_EQ(packet.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
-    EXPECT_EQ(DataOf(packet), "\x01\x02");
-
-    // A legacy send that gets no reply is done, and says its receipt disagrees.
-    ASSERT_TRUE(Serve({"--transit-reply", "none"}));
     const Output output =
         Capture([&] { EXPECT_EQ(legacy.SendKeltoEvent(&packet), KELSTATUS_SUCCESS); });
+    EXPECT_EQ(legacy.GetMessagingType(), kLegacy);
     EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
     EXPECT_THAT(output.out,
                 testing::HasSubstr("Mac/TabletDriver/Source/Coordinator/CMacDriverInterface:81: "
@@ -160,36 +185,44 @@ TEST_F(CMacDriverInterfaceTests, ForwardedAppleEventsAnswerWithTheReplyOrItsErro
     ASSERT_EQ(driver.Init('KlKT', mName, false), KELSTATUS_SUCCESS);
     EXPECT_EQ(driver.ForwardAppleEvent(&event, &reply), paramErr);
 
-    // The driver's reply event is handed over; its direct object is the request's.
-    ASSERT_TRUE(Serve({}));
+    // The driver's reply event is handed over; its direct object names the driver.
+    Serve(R"("Version": "6.3.0")");
     ASSERT_EQ(driver.ForwardAppleEvent(&event, &reply), noErr);
     EXPECT_EQ(reply.descriptorType, DescType(typeAppleEvent));
     char text[8] = {};
     Size size = 0;
     DescType type = 0;
-    EXPECT_EQ(AEGetParamPtr(&reply, keyDirectObject, typeChar, &type, text, sizeof(text), &size),
-              noErr);
-    EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)), "hello");
+    EXPECT_EQ(
+        AEGetParamPtr(&reply, keyDirectObject, typeUTF8Text, &type, text, sizeof(text), &size),
+        noErr);
+    EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)), "Kelto");
     AEDisposeDesc(&reply);
-    EXPECT_EQ(KelTestJournalIDs(mJournal),
-              (std::vector<std::uint32_t>{std::uint32_t(kMessageIDAppleEvent)}));
+    EXPECT_EQ(Requests(), (std::vector<std::string>{"'AEVT'"}));
 
     // An 'errn' first item is the result and nothing is handed over; so are bad replies.
     const struct
     {
-        std::vector<std::string> script;
+        const char* appleEvents;
         OSStatus result;
     } cases[] = {
-        {{"--aevt-reply", "errn", "--errn", "-1700"}, -1700},
-        {{"--aevt-reply", "errn", "--errn", "0"}, noErr},
-        {{"--aevt-reply", "garbage"}, errAECorruptData},
-        {{"--aevt-reply", "none"}, noErr},
+        {R"({"ErrorNumber": -1700})", -1700},
+        {R"({"ErrorNumber": 0})", noErr},
+        {R"({"Reply": false})", noErr},
     };
     for (const auto& c : cases)
     {
-        SCOPED_TRACE(c.script.back());
-        ASSERT_TRUE(Serve(c.script));
+        SCOPED_TRACE(c.appleEvents);
+        Serve(R"("Version": "6.3.0", "AppleEvents": )" + std::string(c.appleEvents));
         EXPECT_EQ(driver.ForwardAppleEvent(&event, &reply), c.result);
+        EXPECT_EQ(reply.descriptorType, DescType(typeNull));
+    }
+    mDriver.reset();
+    {
+        ScriptedPeer garbage(kDriverPort,
+                             [](SInt32, const Bytes&) {
+                                 return std::optional<Bytes>({'x', 'y'});
+                             });
+        EXPECT_EQ(driver.ForwardAppleEvent(&event, &reply), errAECorruptData);
         EXPECT_EQ(reply.descriptorType, DescType(typeNull));
     }
     AEDisposeDesc(&event);

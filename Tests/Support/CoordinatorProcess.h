@@ -1,12 +1,12 @@
-// The real coordinator as a process of a test.
-//
-// Started from the build's TabletDriver.app with this test's environment (so with the port
-// directory the test chose in KELTO_PORT_DIR), nobody at the console unless the test says
-// otherwise (KELTO_CONSOLE_USER), and its standard output and error in a log file. Every
-// wait is bounded; the process is always stopped by its process ID: SIGTERM, then SIGKILL
-// when it does not end in time.
+// The real coordinator as a process of a test: started from the build's TabletDriver.app
+// (or a copy of it) as a TestProcess, so with the test's port directory, nobody at the
+// console unless the test says otherwise (KELTO_CONSOLE_USER), its output in a log file,
+// and stopped by its process ID: SIGTERM, then SIGKILL after five seconds.
 #pragma once
 
+#include "Tests/Support/TestProcess.h"
+
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -24,9 +24,6 @@ public:
 
     // Output goes to `logPath`; `programPath` is the program to start.
     explicit CoordinatorProcess(std::string logPath, std::string programPath = ProgramPath());
-    ~CoordinatorProcess();
-    CoordinatorProcess(const CoordinatorProcess&) = delete;
-    CoordinatorProcess& operator=(const CoordinatorProcess&) = delete;
 
     // Starts it; `environment` entries ("NAME=value") are added to, or replace, this
     // process's own.
@@ -41,16 +38,14 @@ public:
     // `seconds`.
     int WaitForExit(double seconds);
     void Signal(int signal);
-    // SIGTERM, then SIGKILL after five seconds. Its exit code as WaitForExit gives it; the
-    // code it ended with when it had ended already (0 when it was never started).
+    // Its exit code as WaitForExit gives it (-1 when it was never started).
     int Stop();
 
-    pid_t Pid() const { return mPid; }
-    bool Running() const { return mPid > 0; }
+    pid_t Pid() const { return mProcess ? mProcess->Pid() : -1; }
+    bool Running() { return mProcess && mProcess->IsRunning(); }
 
 private:
     std::string mLogPath;
     std::string mProgramPath;
-    pid_t mPid = -1;
-    int mExitCode = 0;
+    std::optional<TestProcess> mProcess;
 };

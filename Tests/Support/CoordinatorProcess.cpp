@@ -1,0 +1,98 @@
+#include "Tests/Support/CoordinatorProcess.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace
+{
+std::chrono::milliseconds Milliseconds(double seconds)
+{
+    return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
+}
+} // namespace
+
+std::string CoordinatorProcess::ProgramPath()
+{
+    return KEL_COORDINATOR_PROGRAM;
+}
+
+std::string CoordinatorProcess::BuiltInfoPlist()
+{
+    const std::filesystem::path program = ProgramPath();
+    std::ifstream in(program.parent_path().parent_path() / "Info.plist", std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string CoordinatorProcess::CopyBundle(const std::string& directory,
+                                           const std::string& infoPlist)
+{
+    const std::filesystem::path contents =
+        std::filesystem::path(directory) / "TabletDriver.app" / "Contents";
+    std::filesystem::create_directories(contents / "MacOS");
+    const std::filesystem::path program = contents / "MacOS" / "TabletDriver";
+    std::filesystem::copy_file(ProgramPath(), program,
+                               std::filesystem::copy_options::overwrite_existing);
+    std::ofstream(contents / "Info.plist", std::ios::binary) << infoPlist;
+    return program.string();
+}
+
+CoordinatorProcess::CoordinatorProcess(std::string logPath, std::string programPath)
+    : mLogPath(std::move(logPath)), mProgramPath(std::move(programPath))
+{
+}
+
+bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
+{
+    // Nobody at the console unless the test says otherwise, so that the start-up does not
+    // depend on this machine's login.
+    std::vector<std::string> variables = {"KELTO_CONSOLE_USER=none"};
+    variables.insert(variables.end(), environment.begin(), environment.end());
+    mProcess.reset();
+    mProcess.emplace(std::vector<std::string>{mProgramPath}, mLogPath, variables);
+    return mProcess->Started();
+}
+
+bool CoordinatorProcess::WaitUntilServing(double seconds)
+{
+    const auto deadline = std::chrono::steady_clock::now() + Milliseconds(seconds);
+    while (std::chrono::steady_clock::now() < deadline && Running())
+    {
+        if (PortServed("com.kelto.CoordinatorMessageServer"))
+        {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+std::string CoordinatorProcess::Log() const
+{
+    return mProcess ? mProcess->Log() : std::string();
+}
+
+bool CoordinatorProcess::WaitForLog(const std::string& text, double seconds) const
+{
+    return mProcess && mProcess->WaitForLog(text, Milliseconds(seconds));
+}
+
+int CoordinatorProcess::WaitForExit(double seconds)
+{
+    return mProcess ? mProcess->WaitForExit(Milliseconds(seconds)).value_or(-1) : -1;
+}
+
+void CoordinatorProcess::Signal(int signal)
+{
+    if (mProcess)
+    {
+        mProcess->Signal(signal);
+    }
+}
+
+int CoordinatorProcess::Stop()
+{
+    return mProcess ? mProcess->Stop() : -1;
+}
