@@ -82,9 +82,7 @@ KELSTATUS CKeltoClient::Send(const SRequest& request_I, SReply& reply_O)
     {
         return status;
     }
-    const std::vector<unsigned char> bytes = KeltoClientPackets::Serialize(packet);
-    const StCFRef<CFDataRef> data(
-        CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size())));
+    const StCFRef<CFDataRef> data(KeltoClientPackets::SerializeToData(packet));
     CFDataRef replyData = nullptr;
     status = mpMessagingClient->SendRawRequest(kMessageIDEventPacket, data.Get(), &replyData);
     if (status != KELSTATUS_SUCCESS)

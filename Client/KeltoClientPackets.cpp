@@ -3,6 +3,7 @@
 #include "Common/Settings/CSettingsArray.h"
 #include "Common/Settings/CSettingsInteger.h"
 #include "Common/Settings/CSettingsMap.h"
+#include "Mac/Common/Communication/StScratchCopy.h"
 
 #include <cstring>
 
@@ -78,6 +79,16 @@ std::vector<unsigned char> Serialize(const CEventPacket& packet_I)
     return bytes;
 }
 
+CFDataRef SerializeToData(const CEventPacket& packet_I)
+{
+    // Written straight into the message's own bytes: no intermediate vector to copy from.
+    const std::size_t size = packet_I.GetSerializedSize(nullptr);
+    CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, static_cast<CFIndex>(size));
+    CFDataSetLength(data, static_cast<CFIndex>(size));
+    packet_I.SerializeToBuffer(CFDataGetMutableBytePtr(data), size, nullptr);
+    return data;
+}
+
 KELSTATUS Decode(const unsigned char* bytes_I, std::size_t size_I, CEventPacket& packet_O)
 {
     if (bytes_I == nullptr || size_I == 0)
@@ -85,8 +96,8 @@ KELSTATUS Decode(const unsigned char* bytes_I, std::size_t size_I, CEventPacket&
         return KELSTATUS_API_CORRUPT_DATA;
     }
     // Decoding swaps a block of the other byte order in place: work on a copy.
-    std::vector<unsigned char> copy(bytes_I, bytes_I + size_I);
-    if (packet_O.DeserializeFromBuffer(copy.data(), copy.size()) != KELSTATUS_SUCCESS)
+    StScratchCopy copy(bytes_I, size_I);
+    if (packet_O.DeserializeFromBuffer(copy.Bytes(), copy.Size()) != KELSTATUS_SUCCESS)
     {
         return KELSTATUS_API_CORRUPT_DATA;
     }

@@ -10,6 +10,8 @@
 #include "Client/CKeltoClient.h"
 #include "Common/CEventPacket.h"
 
+#include <CoreFoundation/CFData.h>
+
 #include <cstddef>
 #include <memory>
 #include <vector>
@@ -31,6 +33,8 @@ KELSTATUS BuildPacket(const CKeltoClient::SRequest& request_I, CEventPacket& pac
 
 // The wire form of a packet, for the 'KEPK' message.
 std::vector<unsigned char> Serialize(const CEventPacket& packet_I);
+// The same bytes as a new CFData (owned by the caller), ready to send.
+CFDataRef SerializeToData(const CEventPacket& packet_I);
 
 // Decodes a received block into packet_O. KELSTATUS_API_CORRUPT_DATA for anything that is
 // not one whole serialized packet.

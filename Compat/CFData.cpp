@@ -5,16 +5,35 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string_view>
 #include <vector>
 
 using CFRuntime::Fatal;
 
-// Either owns its bytes in a vector (copies and all mutable data) or points at bytes it was
-// given without a copy, freeing them at the end when asked to.
+// Keeps its bytes in one of three places:
+// - right behind the object, in the same allocation (mInline): immutable copies, and mutable
+//   data of a fixed capacity up to kInlineCapacityLimit, allocated at that capacity. Every
+//   message a port receives or answers is such a copy, so this saves an allocation and a free
+//   per message;
+// - in a vector (mBytes): mutable data without a fixed capacity, or with a very large one;
+// - at bytes it was given without a copy (mExternal), freed at the end when asked to.
 struct __CFData : CFRuntime::CFObject
 {
+    static constexpr CFIndex kInlineCapacityLimit = 64 * 1024;
+
     __CFData() : CFObject(CFRuntime::eTypeIDData) {}
+    // An object with `capacity` octets of its own behind it.
+    static __CFData* NewInline(CFIndex capacity)
+    {
+        void* block = ::operator new(sizeof(__CFData) + static_cast<size_t>(capacity));
+        auto* data = new (block) __CFData;
+        data->mInline = static_cast<UInt8*>(block) + sizeof(__CFData);
+        return data;
+    }
+    // Unsized, so that an object allocated with its bytes behind it is freed as the block it
+    // is (a sized delete would pass sizeof(__CFData)).
+    static void operator delete(void* block) { ::operator delete(block); }
     ~__CFData() override
     {
         if (mExternal != nullptr && mFreeExternal)
@@ -25,6 +44,10 @@ struct __CFData : CFRuntime::CFObject
 
     const UInt8* Bytes() const
     {
+        if (mInline != nullptr)
+        {
+            return mInline;
+        }
         if (mExternal != nullptr)
         {
             return mExternal;
@@ -35,6 +58,10 @@ struct __CFData : CFRuntime::CFObject
     }
     CFIndex Length() const
     {
+        if (mInline != nullptr)
+        {
+            return mInlineLength;
+        }
         return mExternal != nullptr ? mExternalLength : static_cast<CFIndex>(mBytes.size());
     }
 
@@ -50,6 +77,8 @@ struct __CFData : CFRuntime::CFObject
             reinterpret_cast<const char*>(Bytes()), static_cast<size_t>(Length())));
     }
 
+    UInt8* mInline = nullptr;
+    CFIndex mInlineLength = 0;
     std::vector<UInt8> mBytes;
     const UInt8* mExternal = nullptr;
     CFIndex mExternalLength = 0;
@@ -103,6 +132,19 @@ void CheckRange(CFIndex dataLength, CFRange range, const char* function)
 
 __CFData* NewCopy(const UInt8* bytes, CFIndex length, bool isMutable, CFIndex capacity)
 {
+    const CFIndex inlineCapacity = isMutable ? capacity : length;
+    if (inlineCapacity > 0 && inlineCapacity <= __CFData::kInlineCapacityLimit)
+    {
+        __CFData* data = __CFData::NewInline(inlineCapacity);
+        if (length > 0)
+        {
+            std::memcpy(data->mInline, bytes, static_cast<size_t>(length));
+        }
+        data->mInlineLength = length;
+        data->mMutable = isMutable;
+        data->mCapacity = capacity;
+        return data;
+    }
     auto* data = new __CFData;
     if (length > 0)
     {
@@ -199,6 +241,17 @@ void CFDataSetLength(CFMutableDataRef theData, CFIndex length)
 {
     __CFData* data = MutableData(theData, "CFDataSetLength");
     CheckLength(data, length, "CFDataSetLength");
+    if (data->mInline != nullptr)
+    {
+        // Within the capacity (checked above); new octets are zero as in a vector.
+        if (length > data->mInlineLength)
+        {
+            std::memset(data->mInline + data->mInlineLength, 0,
+                        static_cast<size_t>(length - data->mInlineLength));
+        }
+        data->mInlineLength = length;
+        return;
+    }
     data->mBytes.resize(static_cast<size_t>(length), 0);
 }
 
@@ -216,10 +269,18 @@ void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex len
 {
     __CFData* data = MutableData(theData, "CFDataAppendBytes");
     CheckLength(data, data->Length() + length, "CFDataAppendBytes");
-    if (length > 0)
+    if (length <= 0)
     {
-        data->mBytes.insert(data->mBytes.end(), bytes, bytes + length);
+        return;
     }
+    if (data->mInline != nullptr)
+    {
+        // memmove: `bytes` may point into the data itself.
+        std::memmove(data->mInline + data->mInlineLength, bytes, static_cast<size_t>(length));
+        data->mInlineLength += length;
+        return;
+    }
+    data->mBytes.insert(data->mBytes.end(), bytes, bytes + length);
 }
 
 void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
@@ -234,6 +295,19 @@ void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* ne
     CheckLength(data, data->Length() - range.length + newLength, "CFDataReplaceBytes");
     // Copied first: `newBytes` may point into the data itself.
     std::vector<UInt8> replacement(newBytes, newBytes + newLength);
+    if (data->mInline != nullptr)
+    {
+        // Within the capacity (checked above): move the tail, then write the replacement.
+        UInt8* first = data->mInline + range.location;
+        const CFIndex tail = data->mInlineLength - range.location - range.length;
+        std::memmove(first + newLength, first + range.length, static_cast<size_t>(tail));
+        if (newLength > 0)
+        {
+            std::memcpy(first, replacement.data(), static_cast<size_t>(newLength));
+        }
+        data->mInlineLength += newLength - range.length;
+        return;
+    }
     auto first = data->mBytes.begin() + range.location;
     data->mBytes.erase(first, first + range.length);
     data->mBytes.insert(data->mBytes.begin() + range.location, replacement.begin(),

@@ -20,11 +20,15 @@ TEST(CFDataTests, CreateCopiesAndOwnershipCountsReferences)
     CFDataRef data = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(source), 3);
     source[0] = 'X'; // the data keeps its own copy
     EXPECT_EQ(Bytes(data), "abc");
+    EXPECT_EQ(CFGetTypeID(data), CFDataGetTypeID());
+    EXPECT_EQ(CFGetRetainCount(data), 1);
     EXPECT_EQ(CFRetain(data), data);
     EXPECT_EQ(CFGetRetainCount(data), 2);
     CFRelease(data);
+    EXPECT_EQ(CFGetRetainCount(data), 1);
 
     CFDataRef copy = CFDataCreateCopy(nullptr, data);
+    EXPECT_NE(copy, data);
     EXPECT_TRUE(CFEqual(copy, data));
     EXPECT_EQ(CFHash(copy), CFHash(data));
     CFRelease(data);
@@ -56,34 +60,43 @@ TEST(CFDataTests, NoCopyDataSeesTheCallersBytesAndFreesOnlyWhenAsked)
     CFRelease(owning); // frees `heap`; a leak would fail the sanitizer build
 }
 
-TEST(CFDataTests, MutableDataGrowsWithZerosEditsInPlaceAndCopiesIndependently)
+TEST(CFDataTests, MutableDataGrowsWithZerosAndEditsInPlace)
 {
-    CFMutableDataRef data = CFDataCreateMutable(nullptr, 0);
-    CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("hello"), 5);
-    CFDataSetLength(data, 8);
-    EXPECT_EQ(Bytes(data), std::string("hello\0\0\0", 8));
-    CFDataGetMutableBytePtr(data)[0] = 'j';
-    CFDataSetLength(data, 5);
-    EXPECT_EQ(Bytes(data), "jello");
+    // Unbounded (a vector), a small fixed capacity (bytes behind the object) and a capacity
+    // too large to be allocated up front (a vector with a bound).
+    for (CFIndex capacity : {CFIndex(0), CFIndex(16), CFIndex(1) << 20})
+    {
+        SCOPED_TRACE(capacity);
+        CFMutableDataRef data = CFDataCreateMutable(nullptr, capacity);
+        CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("hello"), 5);
+        CFDataSetLength(data, 8);
+        EXPECT_EQ(Bytes(data), std::string("hello\0\0\0", 8));
+        CFDataGetMutableBytePtr(data)[0] = 'j';
+        CFDataSetLength(data, 5);
+        EXPECT_EQ(Bytes(data), "jello");
 
-    CFDataReplaceBytes(data, CFRangeMake(1, 3), reinterpret_cast<const UInt8*>("EEEEE"), 5);
-    EXPECT_EQ(Bytes(data), "jEEEEEo");
-    CFDataDeleteBytes(data, CFRangeMake(0, 6));
-    EXPECT_EQ(Bytes(data), "o");
-    CFDataIncreaseLength(data, 2);
-    EXPECT_EQ(CFDataGetLength(data), 3);
+        CFDataReplaceBytes(data, CFRangeMake(1, 3), reinterpret_cast<const UInt8*>("EEEEE"), 5);
+        EXPECT_EQ(Bytes(data), "jEEEEEo");
+        CFDataDeleteBytes(data, CFRangeMake(0, 6));
+        EXPECT_EQ(Bytes(data), "o");
+        CFDataIncreaseLength(data, 2);
+        EXPECT_EQ(CFDataGetLength(data), 3);
 
-    UInt8 out[2] = {};
-    CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("xy"), 2);
-    CFDataGetBytes(data, CFRangeMake(3, 2), out);
-    EXPECT_EQ(out[0], 'x');
-    EXPECT_EQ(out[1], 'y');
+        UInt8 out[2] = {};
+        CFDataAppendBytes(data, reinterpret_cast<const UInt8*>("xy"), 2);
+        CFDataGetBytes(data, CFRangeMake(3, 2), out);
+        EXPECT_EQ(out[0], 'x');
+        EXPECT_EQ(out[1], 'y');
 
-    // Replacing with bytes taken from the data itself.
-    CFDataReplaceBytes(data, CFRangeMake(0, 1), CFDataGetBytePtr(data) + 3, 2);
-    EXPECT_EQ(Bytes(data), std::string("xy\0\0xy", 6));
-    CFRelease(data);
+        // Replacing with bytes taken from the data itself.
+        CFDataReplaceBytes(data, CFRangeMake(0, 1), CFDataGetBytePtr(data) + 3, 2);
+        EXPECT_EQ(Bytes(data), std::string("xy\0\0xy", 6));
+        CFRelease(data);
+    }
+}
 
+TEST(CFDataTests, MutableCopyIsIndependentOfItsSource)
+{
     CFDataRef source = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("abc"), 3);
     CFMutableDataRef copy = CFDataCreateMutableCopy(nullptr, 0, source);
     CFDataGetMutableBytePtr(copy)[0] = 'z';
