@@ -103,6 +103,8 @@ TEST_F(Client, TypedAnswersAreCheckedForTheirSize)
     EXPECT_EQ(touchAnswer, 3);
     answer = {0xDE, 0xAD};
     EXPECT_EQ(client.QueryMultiTouchAPI(1, touchAnswer), KELSTATUS_API_CORRUPT_DATA);
+    answer = {};
+    EXPECT_EQ(client.QueryMultiTouchAPI(1, touchAnswer), KELSTATUS_API_BAD_DATA_SIZE);
     // The question travelled as a settings integer.
     auto asked = CEventPacket(coordinator.Requests().back())
                      .UnPackData_<std::shared_ptr<CSettingsInteger>>(nullptr);
@@ -164,6 +166,13 @@ TEST_F(Client, StatusesOfTheCoordinatorAndOfTheRequestReachTheCaller)
     unsigned short count = 0;
     EXPECT_EQ(client.GetTabletCount(count), KELSTATUS_OBJECT_NOT_FOUND);
     EXPECT_EQ(client.RequestSync(), KELSTATUS_OBJECT_NOT_FOUND);
+    std::vector<CKeltoClient::STablet> tablets;
+    EXPECT_EQ(client.GetTablets(tablets), KELSTATUS_OBJECT_NOT_FOUND);
+    std::shared_ptr<CSettingsArray> capabilities;
+    EXPECT_EQ(client.GetTouchCapabilities(capabilities), KELSTATUS_OBJECT_NOT_FOUND);
+    std::int64_t answer = 0;
+    EXPECT_EQ(client.QueryMultiTouchAPI(1, answer), KELSTATUS_OBJECT_NOT_FOUND);
+    EXPECT_EQ(client.GetLastTabletUsed(count), KELSTATUS_OBJECT_NOT_FOUND);
 
     EXPECT_EQ(CKeltoClient::StatusName(KELSTATUS_OBJECT_NOT_FOUND), "KELSTATUS_OBJECT_NOT_FOUND");
     EXPECT_EQ(CKeltoClient::StatusName(0x0210), "0x0210");

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <memory>
 #include <regex>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,6 +120,25 @@ TEST_F(CoordinatorLifetimeTests, HangUpInterruptQuitAbortAndTerminateEndItCleanl
         EXPECT_EQ(coordinator->WaitForExit(kAnswerSeconds), 0) << "signal " << signal << "\n"
                                                                << coordinator->Log();
     }
+}
+
+// Somebody else at the console is named in the log, but on this system release the
+// coordinator keeps the identity it was started with.
+TEST_F(CoordinatorLifetimeTests, NeverChangesIdentityForTheConsoleUser)
+{
+    auto somebody = Running("somebody", {"KELTO_CONSOLE_USER=someone:4242:4343"});
+    EXPECT_NE(somebody->Log().find("Transition to User ID:4242 Group:4343"), std::string::npos)
+        << somebody->Log();
+    std::ifstream status("/proc/" + std::to_string(somebody->Pid()) + "/status");
+    std::string line;
+    while (std::getline(status, line) && line.rfind("Uid:", 0) != 0)
+    {
+    }
+    unsigned long real = 0;
+    unsigned long effective = 0;
+    std::istringstream(line.substr(4)) >> real >> effective;
+    EXPECT_EQ(effective, static_cast<unsigned long>(geteuid())) << line;
+    EXPECT_EQ(somebody->Stop(), 0) << somebody->Log();
 }
 
 TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)

@@ -1,5 +1,6 @@
 #include "Tests/Support/CoordinatorProcess.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -48,8 +49,13 @@ bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
 {
     // Nobody at the console unless the test says otherwise, so that the start-up does not
     // depend on this machine's login.
-    std::vector<std::string> variables = {"KELTO_CONSOLE_USER=none"};
-    variables.insert(variables.end(), environment.begin(), environment.end());
+    std::vector<std::string> variables = environment;
+    if (std::none_of(variables.begin(), variables.end(),
+                     [](const std::string& variable)
+                     { return variable.rfind("KELTO_CONSOLE_USER=", 0) == 0; }))
+    {
+        variables.push_back("KELTO_CONSOLE_USER=none");
+    }
     mProcess.reset();
     mProcess.emplace(std::vector<std::string>{mProgramPath}, mLogPath, variables);
     return mProcess->Started();

@@ -1,9 +1,14 @@
 // The simulated driver as a program: what it does with a configuration it cannot use, a
 // port it cannot have, a bad command line, and a reload. (Its answers over real ports are
-// what the coordinator's tests talk to.)
+// what the coordinator's tests talk to.) And a driver holding a request still stops at once.
 #include "Tests/Support/SimulatedDriverProcess.h"
 
+#include "Mac/Common/Communication/CMacMessagingClient.h"
+#include "Mac/Common/Communication/MessageIDs.h"
+
 #include <gtest/gtest.h>
+
+#include <memory>
 
 namespace
 {
@@ -49,4 +54,33 @@ TEST(SimulatedDriverProcess, ProgramExitsWithAReasonForBadInput)
     EXPECT_NE(first.Log().find("PortName: cannot change"), std::string::npos);
     EXPECT_TRUE(first.IsRunning());
     EXPECT_EQ(first.Stop(), 0);
+}
+
+TEST(SimulatedDriverProcess, ADriverHoldingARequestStillStopsAtOnce)
+{
+    for (const std::string action : {"hang", "slow"})
+    {
+        SCOPED_TRACE(action);
+        ScopedPortDirectory ports;
+        SimulatedDriverProcess driver(ports.Path(),
+                                      Config(kKeltoPort, R"("Faults": [{"Request": "byte-order",
+                                          "Action": ")" + action +
+                                                             R"(", "Milliseconds": 60000}])"));
+        ASSERT_TRUE(driver.WaitUntilServed()) << driver.Log();
+        std::unique_ptr<CMacMessagingClient> client;
+        CFStringRef name =
+            CFStringCreateWithCString(nullptr, kKeltoPort.c_str(), kCFStringEncodingUTF8);
+        ASSERT_EQ(CMacMessagingClient::AllocateAndInitInstance(client, name, 2.0, 0.5, true),
+                  KELSTATUS_SUCCESS);
+        CFRelease(name);
+        CFDataRef reply = nullptr;
+        // Held: a receive time-out for the sender.
+        EXPECT_EQ(client->SendRawRequest(kMessageIDEndianness, nullptr, &reply), KELSTATUS_FAILURE);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(driver.Stop(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+        EXPECT_NE(driver.Log().find(action == "hang" ? "fault: hang" : "stopped while slow"),
+                  std::string::npos)
+            << driver.Log();
+    }
 }

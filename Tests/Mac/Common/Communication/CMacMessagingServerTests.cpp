@@ -16,33 +16,16 @@ namespace
 {
 const std::string kServerPort = "com.kelto.CoordinatorMessageServer";
 
-// What the process-event callback saw (command, identifiers, data); it answers in place.
-struct Recorder
+// What the callback saw: command, key identifiers, [data].
+std::string Summary(const CEventPacket& packet)
 {
-    int calls = 0;
-    std::string seen;
-    KELSTATUS answerStatus = KELSTATUS_SUCCESS;
-    std::string answerData;
-
-    static KELSTATUS Callback(CEventPacket* packet, void* context)
+    std::string text = std::to_string(packet.Command());
+    for (unsigned i = 0; packet.ObjectKey(i)->Identifier() != EObjectIDNothing; ++i)
     {
-        auto* self = static_cast<Recorder*>(context);
-        ++self->calls;
-        self->seen = std::to_string(packet->Command());
-        for (unsigned i = 0; packet->ObjectKey(i)->Identifier() != EObjectIDNothing; ++i)
-        {
-            self->seen += " " + std::to_string(packet->ObjectKey(i)->Identifier());
-        }
-        self->seen += " [" + DataOf(*packet) + "]";
-        if (!self->answerData.empty())
-        {
-            packet->PackData(static_cast<unsigned>(self->answerData.size()),
-                             self->answerData.data());
-        }
-        packet->SetStatus(self->answerStatus);
-        return self->answerStatus;
+        text += " " + std::to_string(packet.ObjectKey(i)->Identifier());
     }
-};
+    return text + " [" + DataOf(packet) + "]";
+}
 
 // The port callback as the coordinator's input source installs it: `info` is the server.
 CFDataRef ServeThroughServer(CFMessagePortRef, SInt32 msgid, CFDataRef data, void* info)
@@ -80,7 +63,7 @@ protected:
     ScopedPortDirectory mPortDirectory;
     CFStringRef mName;
     CMacMessagingServer mServer;
-    Recorder mRecorder;
+    Answerer mAnswerer;
 };
 
 TEST_F(CMacMessagingServerTests, AnswersPacketsInPlaceOverItsPortAndOtherIdsWithNothing)
@@ -97,11 +80,11 @@ TEST_F(CMacMessagingServerTests, AnswersPacketsInPlaceOverItsPortAndOtherIdsWith
     EXPECT_EQ(output.err, "pTaaInterface is NULL!\n");
     EXPECT_EQ(reply, nullptr);
 
-    mServer.SetProcessEventCallback(Recorder::Callback, &mRecorder);
-    mRecorder.answerStatus = KELSTATUS_METHOD_NOT_IMPLEMENTED;
-    mRecorder.answerData = "answered";
+    mServer.SetProcessEventCallback(Answerer::Callback, &mAnswerer);
+    mAnswerer.status = KELSTATUS_METHOD_NOT_IMPLEMENTED;
+    mAnswerer.answer = "answered";
     ASSERT_EQ(client.SendRawRequest(kMessageIDEventPacket, request, &reply), KELSTATUS_SUCCESS);
-    EXPECT_EQ(mRecorder.seen, "2 2 29 [\x01\x02\x03\x04]");
+    EXPECT_EQ(Summary(*mAnswerer.seen), "2 2 29 [\x01\x02\x03\x04]");
     CEventPacket answer;
     ASSERT_EQ(Deserialize(Take(reply), answer), KELSTATUS_SUCCESS);
     EXPECT_EQ(answer.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
@@ -111,7 +94,7 @@ TEST_F(CMacMessagingServerTests, AnswersPacketsInPlaceOverItsPortAndOtherIdsWith
     reply = nullptr;
     ASSERT_EQ(client.SendRawRequest('ABCD', request, &reply), KELSTATUS_SUCCESS);
     EXPECT_EQ(reply, nullptr);
-    EXPECT_EQ(mRecorder.calls, 1);
+    EXPECT_EQ(mAnswerer.calls, 1);
     output = Capture([&] { reply = mServer.ProcessRequest(nullptr, kMessageIDEventPacket); });
     EXPECT_EQ(output.err, "pTaaInterface is NULL!\n");
     EXPECT_EQ(reply, nullptr);
@@ -120,12 +103,12 @@ TEST_F(CMacMessagingServerTests, AnswersPacketsInPlaceOverItsPortAndOtherIdsWith
 
 TEST_F(CMacMessagingServerTests, ReadsEitherByteOrderAndAnswersMalformedBlocksWithTheEmptyPacket)
 {
-    mServer.SetProcessEventCallback(Recorder::Callback, &mRecorder);
-    mRecorder.answerStatus = KELSTATUS_RESOURCE_BAD;
+    mServer.SetProcessEventCallback(Answerer::Callback, &mAnswerer);
+    mAnswerer.status = KELSTATUS_RESOURCE_BAD;
     Bytes reversed = RequestBlock();
     ReverseSimPacketBlock(reversed);
     EXPECT_EQ(Answer(reversed).ObjectKey(0)->Identifier(), EObjectIDTablet);
-    EXPECT_EQ(mRecorder.seen, "2 2 29 [\x01\x02\x03\x04]");
+    EXPECT_EQ(Summary(*mAnswerer.seen), "2 2 29 [\x01\x02\x03\x04]");
 
     const Bytes whole = RequestBlock();
     Bytes wrongVersion = whole;
@@ -139,11 +122,11 @@ TEST_F(CMacMessagingServerTests, ReadsEitherByteOrderAndAnswersMalformedBlocksWi
         SCOPED_TRACE(input.size());
         CEventPacket answer;
         Capture([&] { answer = Answer(input); });
-        EXPECT_EQ(mRecorder.seen, "0 []");
+        EXPECT_EQ(Summary(*mAnswerer.seen), "0 []");
         EXPECT_EQ(answer.Status(), KELSTATUS_RESOURCE_BAD);
         EXPECT_EQ(answer.ObjectKey(0)->Identifier(), EObjectIDNothing);
     }
-    EXPECT_EQ(mRecorder.calls, 7);
+    EXPECT_EQ(mAnswerer.calls, 7);
 }
 
 TEST_F(CMacMessagingServerTests, NameServedElsewhereFailsThreeTimesOneSecondApart)

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -107,6 +108,29 @@ private:
     Answer mAnswer;
     CFMessagePortRef mPort = nullptr;
     CFRunLoopSourceRef mSource = nullptr;
+};
+
+// The process-event callback of a server under test: it keeps a copy of each packet it gets
+// and answers with `answer` (when not empty) and `status`, in the packet and as its result.
+struct Answerer
+{
+    int calls = 0;
+    std::unique_ptr<CEventPacket> seen;
+    KELSTATUS status = KELSTATUS_SUCCESS;
+    std::string answer;
+
+    static KELSTATUS Callback(CEventPacket* packet, void* context)
+    {
+        auto* self = static_cast<Answerer*>(context);
+        ++self->calls;
+        self->seen = std::make_unique<CEventPacket>(*packet);
+        if (!self->answer.empty())
+        {
+            packet->PackData(static_cast<unsigned>(self->answer.size()), self->answer.data());
+        }
+        packet->SetStatus(self->status);
+        return self->status;
+    }
 };
 
 inline Bytes Serialize(const CEventPacket& packet)

@@ -8,32 +8,12 @@
 
 #include <syslog.h>
 
-#include <memory>
-
 using namespace messaging_test;
 using testing::HasSubstr;
 
 namespace
 {
 const std::string kSource = "Mac/Common/Communication/CMacMessagingServer:";
-
-struct Answerer
-{
-    std::unique_ptr<CEventPacket> seen;
-    KELSTATUS status = KELSTATUS_SUCCESS;
-    std::string answer; // packed as the answer when not empty
-
-    static KELSTATUS Callback(CEventPacket* packet, void* context)
-    {
-        auto* self = static_cast<Answerer*>(context);
-        self->seen = std::make_unique<CEventPacket>(*packet);
-        if (!self->answer.empty())
-        {
-            packet->PackData(static_cast<unsigned>(self->answer.size()), self->answer.data());
-        }
-        return self->status;
-    }
-};
 
 class TransitRecordReceiveTests : public ::testing::Test
 {
