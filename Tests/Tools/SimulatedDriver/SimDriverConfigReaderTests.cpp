@@ -183,23 +183,3 @@ TEST(SimDriverConfigReader, FilesNameThemselvesInTheirErrors)
     EXPECT_EQ(error, path + ": Tablets[0].SystemID: must be an integer from 0 to 65535, not -2");
     std::remove(path.c_str());
 }
-
-TEST(SimDriverConfigReader, ShippedExamplesAreTheTwoDrivers)
-{
-    const std::string dir = std::string(KEL_TEST_SOURCE_DIR) + "/Tools/SimulatedDriver/examples/";
-    SSimDriverConfig kelto;
-    SSimDriverConfig pen;
-    std::string error;
-    ASSERT_TRUE(ReadSimDriverConfigFile(dir + "kelto-driver.json", kelto, error)) << error;
-    ASSERT_TRUE(ReadSimDriverConfigFile(dir + "pen-driver.json", pen, error)) << error;
-    EXPECT_EQ(kelto.portName, kSimKeltoDriverPortName);
-    EXPECT_EQ(pen.portName, kSimPenDriverPortName);
-    EXPECT_TRUE(kelto.packetMessaging);
-    EXPECT_TRUE(pen.packetMessaging);
-    ASSERT_EQ(kelto.tablets.size(), 1u);
-    ASSERT_EQ(pen.tablets.size(), 1u);
-    // Both report ID 0, so the first sync has one ID to correct.
-    EXPECT_EQ(kelto.tablets[0].systemID, 0);
-    EXPECT_EQ(pen.tablets[0].systemID, 0);
-    EXPECT_TRUE(kelto.tablets[0].touchCapabilities);
-}

@@ -116,16 +116,3 @@ TEST(SimPacketWire, DecodesEitherOrderAndRefusesWhatIsNotOneBlock)
     std::vector<std::uint8_t> noise(300, 0x5A);
     EXPECT_FALSE(DecodeSimPacket(noise.data(), noise.size(), packet));
 }
-
-TEST(SimPacketWire, PacketWithoutDataOrStringsHasNoFixupsInEitherOrder)
-{
-    CEventPacket packet;
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}});
-    std::vector<std::uint8_t> other = EncodeSimPacket(packet, true);
-    ASSERT_EQ(other.size(), 148u);
-    EXPECT_EQ(U32(other, 140), 0u);
-    EXPECT_EQ(U32(other, 0), __builtin_bswap32(kSerializedPacketMagic));
-    CEventPacket decoded;
-    ASSERT_TRUE(DecodeSimPacket(other.data(), other.size(), decoded));
-    ExpectSamePacket(packet, decoded);
-}
