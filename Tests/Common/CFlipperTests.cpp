@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <memory>
 
-TEST(CFlipper, ReversesTheBytesOfEveryWidthThroughTheBaseClass)
+TEST(CFlipper, FlipperReversesEveryWidthAndNotFlipperPassesThroughTheBaseClass)
 {
     std::unique_ptr<CFlipper> flipper = std::make_unique<CFlipper>();
     EXPECT_EQ(flipper->FlipPrivate(static_cast<unsigned short>(0x1234)), 0x3412);
@@ -18,17 +18,11 @@ TEST(CFlipper, ReversesTheBytesOfEveryWidthThroughTheBaseClass)
     EXPECT_EQ(std::bit_cast<std::uint64_t>(
                   flipper->FlipPrivate(std::bit_cast<double>(0x3FF0000000000002ull))),
               0x020000000000F03Full);
-    // Twice is the identity, also for patterns that are no number once swapped.
-    EXPECT_EQ(flipper->FlipPrivate(flipper->FlipPrivate(1.5)), 1.5);
-    EXPECT_EQ(flipper->FlipPrivate(flipper->FlipPrivate(-0.1f)), -0.1f);
-}
 
-TEST(CFlipper, NotFlipperPassesEveryValueThroughTheBaseClass)
-{
-    std::unique_ptr<CFlipper> flipper = std::make_unique<CNotFlipper>();
-    EXPECT_EQ(flipper->FlipPrivate(static_cast<unsigned short>(0x1234)), 0x1234);
-    EXPECT_EQ(flipper->FlipPrivate(0x11223344u), 0x11223344u);
-    EXPECT_EQ(flipper->FlipPrivate(0x0102030405060708ull), 0x0102030405060708ull);
-    EXPECT_EQ(flipper->FlipPrivate(1.25f), 1.25f);
-    EXPECT_EQ(flipper->FlipPrivate(-2.5), -2.5);
+    std::unique_ptr<CFlipper> notFlipper = std::make_unique<CNotFlipper>();
+    EXPECT_EQ(notFlipper->FlipPrivate(static_cast<unsigned short>(0x1234)), 0x1234);
+    EXPECT_EQ(notFlipper->FlipPrivate(0x11223344u), 0x11223344u);
+    EXPECT_EQ(notFlipper->FlipPrivate(0x0102030405060708ull), 0x0102030405060708ull);
+    EXPECT_EQ(notFlipper->FlipPrivate(1.25f), 1.25f);
+    EXPECT_EQ(notFlipper->FlipPrivate(-2.5), -2.5);
 }

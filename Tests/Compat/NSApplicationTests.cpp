@@ -174,9 +174,4 @@ TEST(NSApplicationTests, CancelledTerminationKeepsRunningUntilAskedAgain)
     EXPECT_EQ(child.Wait(), 0);
 }
 
-TEST(NSApplicationTests, VersionNumberAndDoubleClickIntervalHaveTheirPlatformValues)
-{
-    EXPECT_GT(NSAppKitVersionNumber, NSAppKitVersionNumber10_9);
-    EXPECT_GT(NSEvent::doubleClickInterval(), 0.0);
-}
 } // namespace

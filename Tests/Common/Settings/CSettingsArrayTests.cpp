@@ -96,4 +96,12 @@ TEST(CSettingsArray, DeepCopyEqualityCastAndTrace)
     EXPECT_EQ(output.err,
               "CSettingsArray::CastToArray got a map and failed to cast to CSettingsArray\n");
     EXPECT_EQ(CSettingsArray::CastToArray(array, false), array);
+    EXPECT_EQ(CSettingsArray::CastToArray(nullptr, true), nullptr);
+
+    // The array's own readers take only an array node.
+    std::vector<uint8_t> mapNode = Hex("60 80 00 00");
+    size_t pos = 0;
+    EXPECT_EQ(CSettingsArray::ReadFromASN1Node(mapNode, pos), nullptr);
+    pos = 0;
+    EXPECT_EQ(CSettingsArray::ReadFromJSONNode("{}", pos), nullptr);
 }

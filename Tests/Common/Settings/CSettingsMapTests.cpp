@@ -120,18 +120,6 @@ TEST(CSettingsMap, DeepCopyEqualityAndCast)
     EXPECT_EQ(CSettingsMap::CastToMap(nullptr, true), nullptr);
 }
 
-TEST(CSettingsMap, Traces)
-{
-    EXPECT_EQ(CSettingsMap::New()->GetTraceString(), "ma]");
-    auto map = CSettingsMap::New();
-    map->SetKeyAndInteger("a", 1);
-    EXPECT_EQ(map->GetTraceString(), "map[a:integer[1]]");
-    auto nested = CSettingsArray::New();
-    nested->AddObject(CSettingsMap::New());
-    map->SetKeyAndObject("b", nested);
-    EXPECT_EQ(map->GetTraceString(), "map[a:integer[1], b:array[0:ma]]]");
-}
-
 TEST(CSettingsComplexType, RectanglesSurviveTheMapForm)
 {
     auto map =

@@ -8,7 +8,6 @@
 //   create NAME         try to serve NAME: print "created" or "refused"
 //   send-as UID NAME    become UID, connect to NAME's socket without the library (as a
 //                         stranger would) and send an 'ECHO': print "answered" or "refused"
-//   bundle              print the main bundle's identifier and its "Protocal"
 #include <CoreFoundation/CoreFoundation.h>
 
 #include "Compat/CPortFrameDecoder.h"
@@ -139,25 +138,6 @@ int SendAs(uid_t uid, const std::string& name)
     return 0;
 }
 
-int PrintBundle()
-{
-    CFBundleRef bundle = CFBundleGetMainBundle();
-    CFStringRef identifier = CFBundleGetIdentifier(bundle);
-    char text[256] = "(none)";
-    if (identifier != nullptr)
-    {
-        CFStringGetCString(identifier, text, sizeof text, kCFStringEncodingUTF8);
-    }
-    SInt32 protocol = -1;
-    auto number =
-        static_cast<CFNumberRef>(CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("Protocal")));
-    if (number != nullptr)
-    {
-        CFNumberGetValue(number, kCFNumberSInt32Type, &protocol);
-    }
-    Say(std::string(text) + " " + std::to_string(protocol));
-    return 0;
-}
 } // namespace
 
 int main(int argc, char** argv)
@@ -188,10 +168,6 @@ int main(int argc, char** argv)
     if (command == "send-as" && argc == 4)
     {
         return SendAs(static_cast<uid_t>(std::atoi(argv[2])), argv[3]);
-    }
-    if (command == "bundle")
-    {
-        return PrintBundle();
     }
     std::fprintf(stderr, "usage: see the comment at the top of PortTestPeer.cpp\n");
     return 2;
