@@ -60,6 +60,22 @@ TEST(CFNumberTests, ConversionsReportLossAndStoreTheTruncatedOrSaturatedValue)
     EXPECT_EQ(CFHash(number), CFHash(integer));
     CFRelease(integer);
     CFRelease(number);
+    // Integers compare exactly: these two are one double apart from nothing.
+    const SInt64 large = (SInt64(1) << 53) + 1;
+    const SInt64 neighbour = SInt64(1) << 53;
+    number = CFNumberCreate(nullptr, kCFNumberSInt64Type, &large);
+    integer = CFNumberCreate(nullptr, kCFNumberSInt64Type, &neighbour);
+    EXPECT_FALSE(CFEqual(number, integer));
+    CFRelease(integer);
+    CFRelease(number);
+    // A fraction hashes as itself, so equal fractions hash alike.
+    const double half = 0.5;
+    number = CFNumberCreate(nullptr, kCFNumberFloat64Type, &half);
+    integer = CFNumberCreate(nullptr, kCFNumberFloat64Type, &half);
+    EXPECT_TRUE(CFEqual(number, integer));
+    EXPECT_EQ(CFHash(number), CFHash(integer));
+    CFRelease(integer);
+    CFRelease(number);
 
     EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
     EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
