@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <set>
@@ -37,11 +38,23 @@ const char* const kDefaultMode = "kCFRunLoopDefaultMode";
 // Either a signalled source (version 0: a context whose perform runs after each signal) or
 // a descriptor-driven one (a handler). It remembers where it is scheduled so that
 // invalidation can take it out everywhere.
+namespace
+{
+// How many sources are signalled and not yet performed, over all loops: a pass of a loop
+// looks for signalled sources only when there is one somewhere, which is seldom, instead of
+// taking its lock and going through its sources every time.
+std::atomic<int> gSignaledSources{0};
+} // namespace
+
 struct __CFRunLoopSource : CFRuntime::CFObject
 {
     __CFRunLoopSource() : CFObject(CFRuntime::eTypeIDRunLoopSource) {}
     ~__CFRunLoopSource() override
     {
+        if (mSignaled.load())
+        {
+            gSignaledSources.fetch_sub(1);
+        }
         if (mHasContext && mContext.release != nullptr)
         {
             mContext.release(mContext.info);
@@ -77,6 +90,9 @@ struct __CFRunLoop : CFRuntime::CFObject
     std::set<std::string> mCommonModes;
     std::vector<CFRunLoopSourceRef> mCommonSources; // retained
     std::vector<std::pair<std::shared_ptr<IFdHandler>, int>> mWatchers;
+    // Changes, under mLock and before the change, whenever a source joins or leaves a mode,
+    // so that a pass knows its snapshot still holds without asking again.
+    std::atomic<std::uint64_t> mGeneration{0};
 
     int mWakeFd = -1;
     std::atomic<bool> mStopped{false};
@@ -202,6 +218,7 @@ struct SThreadLoop
         }
         {
             std::lock_guard<std::mutex> guard(mLoop->mLock);
+            ++mLoop->mGeneration;
             for (auto& [name, list] : mLoop->mModes)
             {
                 for (CFRunLoopSourceRef source : list)
@@ -269,8 +286,9 @@ std::vector<CFRunLoopSourceRef>* ModeSources(__CFRunLoop* rl, SRunMode& mode)
 
 // Appends the sources of a mode to `sources`, retained for the caller, in order; only those
 // with a context (signalled sources) when `signalledOnly`.
-void SnapshotSources(__CFRunLoop* rl, SRunMode& mode, std::vector<CFRunLoopSourceRef>& sources,
-                     bool signalledOnly = false)
+// Returns the loop's generation that the snapshot is of.
+std::uint64_t SnapshotSources(__CFRunLoop* rl, SRunMode& mode,
+                              std::vector<CFRunLoopSourceRef>& sources, bool signalledOnly = false)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
     if (const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode))
@@ -283,6 +301,7 @@ void SnapshotSources(__CFRunLoop* rl, SRunMode& mode, std::vector<CFRunLoopSourc
             }
         }
     }
+    return rl->mGeneration.load();
 }
 
 // The scratch of the pass about to run at the current nesting level (see SPass).
@@ -343,6 +362,10 @@ bool ModeIsEmpty(__CFRunLoop* rl, SRunMode& mode)
 // Runs the perform call-back of every signalled source of the mode, in order.
 bool PerformSignaled(__CFRunLoop* rl, SRunMode& mode)
 {
+    if (gSignaledSources.load() == 0)
+    {
+        return false;
+    }
     StPass pass(rl);
     std::vector<CFRunLoopSourceRef>& sources = pass->sources;
     SnapshotSources(rl, mode, sources, true);
@@ -355,6 +378,7 @@ bool PerformSignaled(__CFRunLoop* rl, SRunMode& mode)
         }
         if (source->mSignaled.exchange(false))
         {
+            gSignaledSources.fetch_sub(1);
             if (source->mContext.perform != nullptr)
             {
                 source->mContext.perform(source->mContext.info);
@@ -391,7 +415,7 @@ bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline
 {
     StPass pass(rl);
     std::vector<CFRunLoopSourceRef>& sources = pass->sources;
-    SnapshotSources(rl, mode, sources);
+    const std::uint64_t generation = SnapshotSources(rl, mode, sources);
     std::vector<std::shared_ptr<IFdHandler>>& watchers = pass->watchers;
     {
         std::lock_guard<std::mutex> guard(rl->mLock);
@@ -471,8 +495,10 @@ bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline
         }
         if (owner.source != nullptr)
         {
-            // An earlier call-back may have removed or invalidated it.
-            if (!owner.source->mValid.load() || !ModeHasSource(rl, mode, owner.source))
+            // An earlier call-back may have removed or invalidated it; the mode's list is
+            // asked again only when some source came or went since the snapshot.
+            if (!owner.source->mValid.load() ||
+                (rl->mGeneration.load() != generation && !ModeHasSource(rl, mode, owner.source)))
             {
                 continue;
             }
@@ -717,6 +743,7 @@ void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode)
         {
             return;
         }
+        ++loop->mGeneration;
         for (CFRunLoopSourceRef source : loop->mCommonSources)
         {
             InsertByOrder(loop->mModes[name], source);
@@ -741,6 +768,7 @@ void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMod
     std::vector<std::string> modes;
     {
         std::lock_guard<std::mutex> guard(loop->mLock);
+        ++loop->mGeneration;
         if (name == kCommonModes)
         {
             if (std::find(loop->mCommonSources.begin(), loop->mCommonSources.end(), source) !=
@@ -780,6 +808,7 @@ void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoop
     std::vector<std::string> modes;
     {
         std::lock_guard<std::mutex> guard(loop->mLock);
+        ++loop->mGeneration;
         if (name == kCommonModes)
         {
             RemoveFromVector(loop->mCommonSources, source, released);
@@ -861,7 +890,13 @@ CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source)
 
 void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
 {
-    Source(source, "CFRunLoopSourceSignal")->mSignaled.store(true);
+    __CFRunLoopSource* item = Source(source, "CFRunLoopSourceSignal");
+    // Counted before the flag shows, so that a loop that sees the flag also sees the count.
+    gSignaledSources.fetch_add(1);
+    if (item->mSignaled.exchange(true))
+    {
+        gSignaledSources.fetch_sub(1); // was signalled already
+    }
 }
 
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
@@ -870,6 +905,10 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
     if (!item->mValid.exchange(false))
     {
         return;
+    }
+    if (item->mSignaled.exchange(false))
+    {
+        gSignaledSources.fetch_sub(1); // an invalid source is never performed
     }
     CFRetain(source); // removal may drop the last reference held by the loops
     std::vector<std::pair<CFRunLoopRef, std::string>> scheduled;

@@ -347,4 +347,25 @@ TEST(CFRunLoopTests, SourcesRunInOrder)
     CFRunLoopRemoveSource(rl, late.mSource, kCFRunLoopDefaultMode);
     CFRunLoopRemoveSource(rl, early.mSource, kCFRunLoopDefaultMode);
 }
+
+TEST(CFRunLoopTests, ASignalIsPerformedOnceWhateverHappensToOtherSignalledSources)
+{
+    CFRunLoopRef rl = CFRunLoopGetCurrent();
+    SPerformSource kept;
+    CFRunLoopAddSource(rl, kept.mSource, kCFRunLoopDefaultMode);
+    kept.Signal();
+    kept.Signal(); // twice before a pass: one perform
+    {
+        // Signalled, then invalidated and destroyed without ever being performed.
+        SPerformSource dropped;
+        CFRunLoopAddSource(rl, dropped.mSource, kCFRunLoopDefaultMode);
+        dropped.Signal();
+    }
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
+    EXPECT_EQ(kept.mCount, 1);
+    kept.Signal();
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
+    EXPECT_EQ(kept.mCount, 2);
+    CFRunLoopRemoveSource(rl, kept.mSource, kCFRunLoopDefaultMode);
+}
 } // namespace
