@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <vector>
 
 namespace
@@ -18,9 +19,15 @@ std::vector<uint8_t> Flatten(const AEDesc& desc)
     return bytes;
 }
 
-void Put32(std::vector<uint8_t>& out, uint32_t v)
+// Big-endian 32-bit words.
+std::vector<uint8_t> Words(std::initializer_list<uint32_t> words)
 {
-    out.insert(out.end(), {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)});
+    std::vector<uint8_t> out;
+    for (uint32_t v : words)
+    {
+        out.insert(out.end(), {uint8_t(v >> 24), uint8_t(v >> 16), uint8_t(v >> 8), uint8_t(v)});
+    }
+    return out;
 }
 
 // An event with every kind of node: an address, plain parameters, a list holding a record.
@@ -53,28 +60,16 @@ TEST(AppleEventFlattenTests, PlainDescriptorHasTheDocumentedLayout)
     AEDesc desc;
     const uint8_t data[3] = {0xAA, 0xBB, 0xCC};
     ASSERT_EQ(AECreateDesc('abcd', data, 3, &desc), noErr);
-    std::vector<uint8_t> expected;
-    Put32(expected, 'AEfl');
-    Put32(expected, 'abcd');
-    Put32(expected, 3);
+    std::vector<uint8_t> expected = Words({'AEfl', 'abcd', 3});
     expected.insert(expected.end(), data, data + 3);
     EXPECT_EQ(Flatten(desc), expected);
     AEDisposeDesc(&desc);
 
     // A null descriptor is a node with no body; an empty list carries its zero count.
     AEInitializeDesc(&desc);
-    expected.clear();
-    Put32(expected, 'AEfl');
-    Put32(expected, typeNull);
-    Put32(expected, 0);
-    EXPECT_EQ(Flatten(desc), expected);
+    EXPECT_EQ(Flatten(desc), Words({'AEfl', typeNull, 0}));
     AECreateList(nullptr, 0, false, &desc);
-    expected.clear();
-    Put32(expected, 'AEfl');
-    Put32(expected, typeAEList);
-    Put32(expected, 4);
-    Put32(expected, 0);
-    EXPECT_EQ(Flatten(desc), expected);
+    EXPECT_EQ(Flatten(desc), Words({'AEfl', typeAEList, 4, 0}));
     AEDisposeDesc(&desc);
 }
 
@@ -164,41 +159,18 @@ TEST(AppleEventFlattenTests, EveryTruncationAndExtensionIsCorruptData)
 
 TEST(AppleEventFlattenTests, LyingHeadersAreRefused)
 {
-    auto expectCorrupt = [](const std::vector<uint8_t>& bytes)
+    const std::vector<uint8_t> lies[] = {
+        Words({'XXfl', typeNull, 0}),                      // wrong magic
+        Words({'AEfl', typeNull, 4, 0}),                   // a null node with a body
+        Words({'AEfl', typeAEList, 12, 1000000000, 0, 0}), // a billion items in twelve bytes
+        Words({'AEfl', typeAEList, 12, 1, typeSInt32, 4}), // an item longer than its list
+    };
+    for (const auto& bytes : lies)
     {
         AEDesc result;
-        EXPECT_EQ(AEUnflattenDescFromBytes(bytes.data(), bytes.size(), &result), errAECorruptData);
-    };
-    std::vector<uint8_t> bytes;
-    Put32(bytes, 'XXfl'); // wrong magic
-    Put32(bytes, typeNull);
-    Put32(bytes, 0);
-    expectCorrupt(bytes);
-
-    bytes.clear(); // a null node with a body
-    Put32(bytes, 'AEfl');
-    Put32(bytes, typeNull);
-    Put32(bytes, 1);
-    bytes.push_back(0);
-    expectCorrupt(bytes);
-
-    bytes.clear(); // a list claiming a billion items in twelve bytes
-    Put32(bytes, 'AEfl');
-    Put32(bytes, typeAEList);
-    Put32(bytes, 12);
-    Put32(bytes, 1000000000);
-    Put32(bytes, 0);
-    Put32(bytes, 0);
-    expectCorrupt(bytes);
-
-    bytes.clear(); // an item longer than its list
-    Put32(bytes, 'AEfl');
-    Put32(bytes, typeAEList);
-    Put32(bytes, 12);
-    Put32(bytes, 1);
-    Put32(bytes, typeSInt32);
-    Put32(bytes, 4);
-    expectCorrupt(bytes);
+        EXPECT_EQ(AEUnflattenDescFromBytes(bytes.data(), bytes.size(), &result), errAECorruptData)
+            << &bytes - lies;
+    }
 }
 
 TEST(AppleEventFlattenTests, NestingIsBoundedAtSixtyFourLevels)
@@ -206,23 +178,15 @@ TEST(AppleEventFlattenTests, NestingIsBoundedAtSixtyFourLevels)
     // depth lists inside each other, built from the innermost out.
     auto nested = [](int depth)
     {
-        std::vector<uint8_t> node;
-        Put32(node, typeAEList);
-        Put32(node, 4);
-        Put32(node, 0);
+        std::vector<uint8_t> node = Words({typeAEList, 4, 0});
         for (int i = 0; i < depth; ++i)
         {
-            std::vector<uint8_t> outer;
-            Put32(outer, typeAEList);
-            Put32(outer, uint32_t(4 + node.size()));
-            Put32(outer, 1);
+            std::vector<uint8_t> outer = Words({typeAEList, uint32_t(4 + node.size()), 1});
             outer.insert(outer.end(), node.begin(), node.end());
             node.swap(outer);
         }
-        std::vector<uint8_t> bytes;
-        Put32(bytes, 'AEfl');
-        bytes.insert(bytes.end(), node.begin(), node.end());
-        return bytes;
+        node.insert(node.begin(), {'A', 'E', 'f', 'l'});
+        return node;
     };
     AEDesc result;
     std::vector<uint8_t> ok = nested(64);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -19,22 +20,16 @@ protected:
         char path[] = "/tmp/kel-defaults-XXXXXX";
         ASSERT_NE(mkdtemp(path), nullptr);
         mHome = path;
-        const char* home = std::getenv("HOME");
-        mSavedHome = home ? home : "";
-        mHadHome = home != nullptr;
+        if (const char* home = std::getenv("HOME"))
+        {
+            mSavedHome = home;
+        }
         setenv("HOME", path, 1);
         std::filesystem::create_directories(mHome + "/Library/Preferences");
     }
     void TearDown() override
     {
-        if (mHadHome)
-        {
-            setenv("HOME", mSavedHome.c_str(), 1);
-        }
-        else
-        {
-            unsetenv("HOME");
-        }
+        mSavedHome ? setenv("HOME", mSavedHome->c_str(), 1) : unsetenv("HOME");
         std::filesystem::remove_all(mHome);
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
@@ -48,8 +43,8 @@ protected:
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
 
-    std::string mHome, mSavedHome;
-    bool mHadHome = false;
+    std::string mHome;
+    std::optional<std::string> mSavedHome;
 };
 
 TEST_F(NSUserDefaultsTests, DoubleClickIntervalComesFromTheGlobalDomainOrDefaultsToHalfASecond)

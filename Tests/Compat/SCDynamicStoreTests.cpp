@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -14,33 +15,20 @@ class CConsoleUser
 public:
     explicit CConsoleUser(const char* value)
     {
-        const char* old = std::getenv("KELTO_CONSOLE_USER");
-        mHad = old != nullptr;
-        mOld = old ? old : "";
-        if (value)
+        if (const char* old = std::getenv("KELTO_CONSOLE_USER"))
         {
-            setenv("KELTO_CONSOLE_USER", value, 1);
+            mOld = old;
         }
-        else
-        {
-            unsetenv("KELTO_CONSOLE_USER");
-        }
+        Set(value);
     }
-    ~CConsoleUser()
-    {
-        if (mHad)
-        {
-            setenv("KELTO_CONSOLE_USER", mOld.c_str(), 1);
-        }
-        else
-        {
-            unsetenv("KELTO_CONSOLE_USER");
-        }
-    }
+    ~CConsoleUser() { Set(mOld ? mOld->c_str() : nullptr); }
 
 private:
-    bool mHad;
-    std::string mOld;
+    static void Set(const char* value)
+    {
+        value ? setenv("KELTO_CONSOLE_USER", value, 1) : unsetenv("KELTO_CONSOLE_USER");
+    }
+    std::optional<std::string> mOld;
 };
 
 std::string Text(CFStringRef string)
