@@ -111,21 +111,12 @@ TEST(CEventPacket, RemoveKeyTakesTheLastKeyOrThrowsWithoutSentinel)
     }
     CEventPacket full;
     Capture([&] { full.SetObjectKeys(ten); });
-    bool thrown = false;
     output = Capture(
         [&]
         {
-            try
-            {
-                full.RemoveKey();
-            }
-            catch (const CKelException& e)
-            {
-                thrown = true;
-                EXPECT_EQ(e.Message(), "RemoveKey full");
-            }
+            EXPECT_THAT([&] { full.RemoveKey(); }, testing::Throws<CKelException>(testing::Property(
+                                                       &CKelException::Message, "RemoveKey full")));
         });
-    EXPECT_TRUE(thrown);
     EXPECT_EQ(output.err,
               "CEventPacket::RemoveKey: key chain full; last key was set in the chain\n");
     EXPECT_EQ(full.Status(), KELSTATUS_MEMORY_BAD);

@@ -73,6 +73,13 @@ void ExpectForeignRequest(const CEventPacket& packet)
     EXPECT_EQ(std::memcmp(packet.Buffer(), "\x01\x02\x03\x04", 4), 0) << "data is never swapped";
 }
 
+// Through the checked entry (bounded by the block's size) or the trusted one.
+KELSTATUS Decode(CEventPacket& packet, std::vector<std::uint8_t>& bytes, bool checked)
+{
+    return checked ? packet.DeserializeFromBuffer(bytes.data(), bytes.size())
+                   : packet.DeserializeFromBuffer(bytes.data(), nullptr);
+}
+
 bool RefusingQueueHandler(const void*, FixupEntry* entry, unsigned int, void* writePosition)
 {
     if (writePosition == nullptr)
@@ -150,9 +157,7 @@ TEST(SerializedEventPacket, StringKeyAndEightBytesMake192BytesWithOffsets180And1
     {
         CEventPacket decoded;
         auto bytes = block;
-        const KELSTATUS status = checked ? decoded.DeserializeFromBuffer(bytes.data(), bytes.size())
-                                         : decoded.DeserializeFromBuffer(bytes.data(), nullptr);
-        EXPECT_EQ(status, KELSTATUS_SUCCESS);
+        EXPECT_EQ(Decode(decoded, bytes, checked), KELSTATUS_SUCCESS);
         EXPECT_STREQ(decoded.ObjectKey(0)->String(), "abc");
         EXPECT_NE(decoded.ObjectKey(0)->mReference, static_cast<void*>(bytes.data() + 180))
             << "the key copies its string out of the block";
@@ -174,12 +179,7 @@ TEST(SerializedEventPacket, BlockOfTheOtherByteOrderDecodesToTheSameRequest)
         auto bytes = ForeignBlock();
         CEventPacket packet;
         KELSTATUS status = KELSTATUS_FAILURE;
-        auto output = Capture(
-            [&]
-            {
-                status = checked ? packet.DeserializeFromBuffer(bytes.data(), bytes.size(), nullptr)
-                                 : packet.DeserializeFromBuffer(bytes.data(), nullptr);
-            });
+        auto output = Capture([&] { status = Decode(packet, bytes, checked); });
         EXPECT_EQ(status, KELSTATUS_SUCCESS);
         EXPECT_EQ(output.out, "");
         ExpectForeignRequest(packet);
@@ -210,12 +210,7 @@ TEST(SerializedEventPacket, ForeignOrWrongVersionBlocksFailAndLeaveThePacket)
     {
         auto bytes = block;
         KELSTATUS status = KELSTATUS_SUCCESS;
-        auto output = Capture(
-            [&]
-            {
-                status = checked ? packet.DeserializeFromBuffer(bytes.data(), bytes.size())
-                                 : packet.DeserializeFromBuffer(bytes.data(), nullptr);
-            });
+        auto output = Capture([&] { status = Decode(packet, bytes, checked); });
         EXPECT_EQ(status, KELSTATUS_FAILURE);
         EXPECT_THAT(Assertions(output.out), ElementsAre("ValidSerializedBuffer(pBuffer_I)"));
         EXPECT_EQ(packet.ObjectKey(0)->mReference, Ref(5));
@@ -317,9 +312,7 @@ TEST(SerializedEventPacket, StringFixupIsFoundBeyondTheFixupCount)
     {
         auto bytes = w.Block();
         CEventPacket packet;
-        const KELSTATUS status = checked ? packet.DeserializeFromBuffer(bytes.data(), bytes.size())
-                                         : packet.DeserializeFromBuffer(bytes.data(), nullptr);
-        EXPECT_EQ(status, KELSTATUS_SUCCESS);
+        EXPECT_EQ(Decode(packet, bytes, checked), KELSTATUS_SUCCESS);
         EXPECT_STREQ(packet.ObjectKey(0)->String(), "hi");
     }
 }
@@ -335,20 +328,13 @@ TEST(SerializedEventPacket, TenKeysThrowFromTheTrustedEntryAndAreRefusedByTheChe
     w.Zeros(10).U32(0).U32(0).U32(0).U32(0).U32(0);
     auto bytes = w.Block();
     CEventPacket packet;
-    bool thrown = false;
     Capture(
         [&]
         {
-            try
-            {
-                packet.DeserializeFromBuffer(bytes.data(), nullptr);
-            }
-            catch (const CKelException& e)
-            {
-                thrown = e.Message() == "AddKey full";
-            }
+            EXPECT_THAT([&] { packet.DeserializeFromBuffer(bytes.data(), nullptr); },
+                        testing::Throws<CKelException>(
+                            testing::Property(&CKelException::Message, "AddKey full")));
         });
-    EXPECT_TRUE(thrown);
 
     CEventPacket checked;
     checked.AddKeyInt(EObjectIDContext, 1, EAddrModeByIndex);

@@ -4,78 +4,71 @@
 
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace
 {
+// Whether the conversion was exact, and the value stored.
+template <typename To, typename From>
+std::pair<bool, To> Convert(CFNumberType fromType, From value, CFNumberType toType)
+{
+    CFNumberRef number = CFNumberCreate(nullptr, fromType, &value);
+    To out{};
+    const bool exact = CFNumberGetValue(number, toType, &out);
+    CFRelease(number);
+    return {exact, out};
+}
+
+// Whether two numbers are equal, and whether they hash alike.
+template <typename A, typename B>
+std::pair<bool, bool> Compare(CFNumberType aType, A a, CFNumberType bType, B b)
+{
+    CFNumberRef first = CFNumberCreate(nullptr, aType, &a);
+    CFNumberRef second = CFNumberCreate(nullptr, bType, &b);
+    const std::pair<bool, bool> result{CFEqual(first, second), CFHash(first) == CFHash(second)};
+    CFRelease(second);
+    CFRelease(first);
+    return result;
+}
+
 TEST(CFNumberTests, ConversionsReportLossAndStoreTheTruncatedOrSaturatedValue)
 {
     const SInt64 big = (SInt64(1) << 40) + 5;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt64Type, &big);
-    EXPECT_EQ(CFNumberGetType(number), kCFNumberSInt64Type);
-    EXPECT_FALSE(CFNumberIsFloatType(number));
-    SInt32 narrow = 0;
-    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberSInt32Type, &narrow));
-    EXPECT_EQ(narrow, 5);
-    double asDouble = 0;
-    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberDoubleType, &asDouble));
-    EXPECT_EQ(asDouble, static_cast<double>(big));
-    CFRelease(number);
-
-    const SInt8 small = -3;
-    number = CFNumberCreate(nullptr, kCFNumberSInt8Type, &small);
-    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberIntType, &narrow));
-    EXPECT_EQ(narrow, -3);
-    CFRelease(number);
-
-    // The largest 64-bit value has no exact double.
-    const SInt64 maximum = std::numeric_limits<SInt64>::max();
-    number = CFNumberCreate(nullptr, kCFNumberLongLongType, &maximum);
-    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberFloat64Type, &asDouble));
-    CFRelease(number);
-
-    // Floats truncate toward zero and saturate.
     const double fraction = -2.75;
-    number = CFNumberCreate(nullptr, kCFNumberDoubleType, &fraction);
-    EXPECT_TRUE(CFNumberIsFloatType(number));
-    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberSInt32Type, &narrow));
-    EXPECT_EQ(narrow, -2);
-    float single = 0;
-    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberFloatType, &single));
-    EXPECT_EQ(single, -2.75f);
-    CFRelease(number);
-    const double huge = 1e30;
-    number = CFNumberCreate(nullptr, kCFNumberFloat64Type, &huge);
-    SInt16 saturated = 0;
-    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberSInt16Type, &saturated));
-    EXPECT_EQ(saturated, std::numeric_limits<SInt16>::max());
-    CFRelease(number);
+    CFNumberRef integer = CFNumberCreate(nullptr, kCFNumberSInt64Type, &big);
+    CFNumberRef floating = CFNumberCreate(nullptr, kCFNumberDoubleType, &fraction);
+    EXPECT_EQ(CFNumberGetType(integer), kCFNumberSInt64Type);
+    EXPECT_FALSE(CFNumberIsFloatType(integer));
+    EXPECT_TRUE(CFNumberIsFloatType(floating));
+    CFRelease(floating);
+    CFRelease(integer);
 
-    // A whole double equals the same integer, hash included.
-    const double whole = 7.0;
-    const SInt32 seven = 7;
-    number = CFNumberCreate(nullptr, kCFNumberFloat64Type, &whole);
-    CFNumberRef integer = CFNumberCreate(nullptr, kCFNumberSInt32Type, &seven);
-    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberSInt32Type, &narrow));
-    EXPECT_TRUE(CFEqual(number, integer));
-    EXPECT_EQ(CFHash(number), CFHash(integer));
-    CFRelease(integer);
-    CFRelease(number);
-    // Integers compare exactly: these two are one double apart from nothing.
-    const SInt64 large = (SInt64(1) << 53) + 1;
-    const SInt64 neighbour = SInt64(1) << 53;
-    number = CFNumberCreate(nullptr, kCFNumberSInt64Type, &large);
-    integer = CFNumberCreate(nullptr, kCFNumberSInt64Type, &neighbour);
-    EXPECT_FALSE(CFEqual(number, integer));
-    CFRelease(integer);
-    CFRelease(number);
-    // A fraction hashes as itself, so equal fractions hash alike.
-    const double half = 0.5;
-    number = CFNumberCreate(nullptr, kCFNumberFloat64Type, &half);
-    integer = CFNumberCreate(nullptr, kCFNumberFloat64Type, &half);
-    EXPECT_TRUE(CFEqual(number, integer));
-    EXPECT_EQ(CFHash(number), CFHash(integer));
-    CFRelease(integer);
-    CFRelease(number);
+    EXPECT_EQ(Convert<SInt32>(kCFNumberSInt64Type, big, kCFNumberSInt32Type),
+              std::pair(false, SInt32(5)));
+    EXPECT_EQ(Convert<double>(kCFNumberSInt64Type, big, kCFNumberDoubleType),
+              std::pair(true, static_cast<double>(big)));
+    EXPECT_EQ(Convert<int>(kCFNumberSInt8Type, SInt8(-3), kCFNumberIntType), std::pair(true, -3));
+    // The largest 64-bit value has no exact double.
+    EXPECT_FALSE((Convert<double>(kCFNumberLongLongType, std::numeric_limits<SInt64>::max(),
+                                  kCFNumberFloat64Type)
+                      .first));
+    // Floats truncate toward zero and saturate.
+    EXPECT_EQ(Convert<SInt32>(kCFNumberDoubleType, fraction, kCFNumberSInt32Type),
+              std::pair(false, SInt32(-2)));
+    EXPECT_EQ(Convert<float>(kCFNumberDoubleType, fraction, kCFNumberFloatType),
+              std::pair(true, -2.75f));
+    EXPECT_EQ(Convert<SInt16>(kCFNumberFloat64Type, 1e30, kCFNumberSInt16Type),
+              std::pair(false, std::numeric_limits<SInt16>::max()));
+    EXPECT_TRUE((Convert<SInt32>(kCFNumberFloat64Type, 7.0, kCFNumberSInt32Type).first));
+
+    // A whole double equals the same integer, hash included; integers compare exactly (2^53
+    // and 2^53 + 1 are one double); equal fractions hash alike.
+    EXPECT_EQ(Compare(kCFNumberFloat64Type, 7.0, kCFNumberSInt32Type, SInt32(7)),
+              std::pair(true, true));
+    EXPECT_FALSE(
+        Compare(kCFNumberSInt64Type, (SInt64(1) << 53) + 1, kCFNumberSInt64Type, SInt64(1) << 53)
+            .first);
+    EXPECT_EQ(Compare(kCFNumberFloat64Type, 0.5, kCFNumberFloat64Type, 0.5), std::pair(true, true));
 
     EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
     EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));

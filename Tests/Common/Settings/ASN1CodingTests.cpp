@@ -208,11 +208,11 @@ TEST(ASN1Coding, EveryTruncationFailsWithTheEndOfArchiveError)
         EXPECT_EQ(FailingReadMessage(cut), "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n")
             << "cut at " << size;
     }
-    // Within the header itself.
-    EXPECT_EQ(FailingReadMessage(Hex("02 04 4B 65")),
-              "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n");
-    EXPECT_EQ(FailingReadMessage(Hex("02")),
-              "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n");
+    for (const char* header : {"02 04 4B 65", "02"})
+    {
+        EXPECT_EQ(FailingReadMessage(Hex(header)),
+                  "ReadFromASN1Binary: ASN1 archive ended unexpectedly\n");
+    }
 }
 
 TEST(ASN1Coding, ClaimedLengthsBeyondTheArchiveThrow)
@@ -240,50 +240,49 @@ TEST(ASN1Coding, ClaimedLengthsBeyondTheArchiveThrow)
 
 TEST(ASN1Coding, InconsistentLengthsAssertAndReadOn)
 {
-    // A bool of length 2 reads one content octet and asserts.
-    std::shared_ptr<CSettingsObject> root;
-    SOutput output = Capture(
-        [&]
-        { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex("62 80 01 02 07 00 00"))); });
-    ASSERT_TRUE(root) << output.err;
-    EXPECT_NE(output.out.find("Common/ASN1Coding:"), std::string::npos);
-    EXPECT_NE(output.out.find("failed assertion: length == 1\n"), std::string::npos);
-    // The content octet 07 was consumed, so the array's 00 00 follows.
-    EXPECT_EQ(root->GetTraceString(), "array[0:bool[true]]");
-
-    // An integer of nine octets keeps the low 64 bits.
-    output = Capture(
-        [&]
-        {
-            root = CSettingsObject::ReadFromASN1Binary(
-                WithHeader(Hex("02 09 01 00 00 00 00 00 00 00 2A")));
-        });
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "integer[42]");
-    EXPECT_NE(output.out.find("failed assertion: byteLength_I <= 8\n"), std::string::npos);
-
-    // A double of length 4 still takes eight octets.
-    output = Capture(
-        [&] {
-            root = CSettingsObject::ReadFromASN1Binary(
-                WithHeader(Hex("41 04 3F F0 00 00 00 00 00 00")));
-        });
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "double[1.000000]");
-    EXPECT_NE(output.out.find("failed assertion: length == sizeof(double)\n"), std::string::npos);
+    struct Case
+    {
+        const char* node;
+        const char* trace;
+        const char* where;
+        const char* assertion;
+    };
+    const Case cases[] = {
+        // The bool reads one content octet (07), so the array's 00 00 follows.
+        {"62 80 01 02 07 00 00", "array[0:bool[true]]", "Common/ASN1Coding:", "length == 1"},
+        // Nine octets: the low 64 bits are kept.
+        {"02 09 01 00 00 00 00 00 00 00 2A", "integer[42]",
+         "Common/ASN1Coding:", "byteLength_I <= 8"},
+        {"41 04 3F F0 00 00 00 00 00 00", "double[1.000000]",
+         "Common/ASN1Coding:", "length == sizeof(double)"},
+        // The map's three octets are then read as what follows it.
+        {"62 80 60 03 0C 01 78 00 00", "array[0:ma], 1:string[x]]", "Common/Settings/CSettingsMap:",
+         "(length == ASN1Coding::IndefiniteLength) || (length == 0)"},
+        {"62 01 99", "arra]", "Common/Settings/CSettingsArray:",
+         "(length == ASN1Coding::IndefiniteLength) || (length == 0)"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.node);
+        std::shared_ptr<CSettingsObject> root;
+        SOutput output =
+            Capture([&] { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex(c.node))); });
+        ASSERT_TRUE(root) << output.err;
+        EXPECT_EQ(root->GetTraceString(), c.trace);
+        EXPECT_NE(output.out.find(c.where), std::string::npos);
+        EXPECT_NE(output.out.find(std::string("failed assertion: ") + c.assertion + "\n"),
+                  std::string::npos);
+    }
 
     std::vector<uint8_t> nullNode = Hex("05 01");
     size_t pos = 0;
-    output = Capture([&] { EXPECT_TRUE(CSettingsNULL::ReadFromASN1Node(nullNode, pos)); });
+    SOutput output = Capture([&] { EXPECT_TRUE(CSettingsNULL::ReadFromASN1Node(nullNode, pos)); });
     EXPECT_NE(output.out.find("failed assertion: !length\n"), std::string::npos);
-}
 
-TEST(ASN1Coding, DefiniteContainerLengthsReturnEmptyContainers)
-{
-    // 60 00: empty map, no assertion, nothing after the length consumed.
+    // 60 00 is an empty map: no assertion, nothing after the length consumed.
     std::vector<uint8_t> archive = Hex("60 00 FF");
-    size_t pos = 0;
-    SOutput output = Capture(
+    pos = 0;
+    output = Capture(
         [&]
         {
             auto map = CSettingsMap::ReadFromASN1Node(archive, pos);
@@ -292,41 +291,23 @@ TEST(ASN1Coding, DefiniteContainerLengthsReturnEmptyContainers)
         });
     EXPECT_EQ(output.out, "");
     EXPECT_EQ(pos, 2u);
-
-    // 60 03 asserts; the three octets are then read as what follows the map.
-    archive = WithHeader(Hex("62 80 60 03 0C 01 78 00 00"));
-    std::shared_ptr<CSettingsObject> root;
-    output = Capture([&] { root = CSettingsObject::ReadFromASN1Binary(archive); });
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "array[0:ma], 1:string[x]]");
-    EXPECT_NE(output.out.find("Common/Settings/CSettingsMap:"), std::string::npos);
-    EXPECT_NE(output.out.find(
-                  "failed assertion: (length == ASN1Coding::IndefiniteLength) || (length == 0)\n"),
-              std::string::npos);
-
-    output =
-        Capture([&] { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex("62 01 99"))); });
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "arra]");
-    EXPECT_NE(output.out.find("Common/Settings/CSettingsArray:"), std::string::npos);
-}
-
-TEST(ASN1Coding, MapReaderSkipsStrayOctetsAndLaterKeysWin)
-{
-    // 07 and 02 are skipped one octet at a time; the second "a" replaces the first.
-    auto archive = WithHeader(Hex("60 80 07 0C 01 61 02 01 01 02 0C 01 61 02 01 02 00 00 EE EE"));
-    auto root = CSettingsObject::ReadFromASN1Binary(archive);
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "map[a:integer[2]]");
 }
 
 TEST(ASN1Coding, ContainersOwnExactlyTheirEntriesWhateverCameBefore)
 {
-    // Keys out of order come out sorted, a repeated key keeps its last value.
-    auto root = CSettingsObject::ReadFromASN1Binary(
-        WithHeader(Hex("60 80 0C 01 63 02 01 03 0C 01 61 02 01 01 0C 01 63 02 01 04 00 00")));
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->GetTraceString(), "map[a:integer[1], c:integer[4]]");
+    // Keys come out sorted, a repeated key keeps its last value, and stray octets between
+    // entries (07, 02) are skipped one at a time.
+    const std::pair<const char*, const char*> maps[] = {
+        {"60 80 0C 01 63 02 01 03 0C 01 61 02 01 01 0C 01 63 02 01 04 00 00",
+         "map[a:integer[1], c:integer[4]]"},
+        {"60 80 07 0C 01 61 02 01 01 02 0C 01 61 02 01 02 00 00 EE EE", "map[a:integer[2]]"},
+    };
+    for (const auto& [node, trace] : maps)
+    {
+        auto root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex(node)));
+        ASSERT_TRUE(root) << node;
+        EXPECT_EQ(root->GetTraceString(), trace);
+    }
 
     // A read that fails deep inside nested containers leaves nothing behind for the next one.
     auto inner = CSettingsMap::New();
