@@ -126,19 +126,21 @@ TEST_F(OSUtilsFilesTests, BundleVersionIsParsedAndMarkedWebByTheVendorKey)
 
 TEST_F(OSUtilsFilesTests, ScrollDirectionDefaultsToTrueUnlessTheUserSaidOtherwise)
 {
-    WriteGlobalDefaults("");
-    EXPECT_TRUE(OSUtils::GetScrollDirectionMatchesContentMovement());
-    WriteGlobalDefaults("<key>com.apple.swipescrolldirection</key><false/>");
-    EXPECT_FALSE(OSUtils::GetScrollDirectionMatchesContentMovement());
-    WriteGlobalDefaults("<key>com.apple.swipescrolldirection</key><string>NO</string>");
-    EXPECT_FALSE(OSUtils::GetScrollDirectionMatchesContentMovement());
-    WriteGlobalDefaults("<key>com.apple.swipescrolldirection</key><integer>0</integer>");
-    EXPECT_FALSE(OSUtils::GetScrollDirectionMatchesContentMovement());
-    WriteGlobalDefaults("<key>com.apple.swipescrolldirection</key><true/>");
-    EXPECT_TRUE(OSUtils::GetScrollDirectionMatchesContentMovement());
-    // A value that has no boolean meaning counts as not set.
-    WriteGlobalDefaults("<key>com.apple.swipescrolldirection</key><dict/>");
-    EXPECT_TRUE(OSUtils::GetScrollDirectionMatchesContentMovement());
+    // A value that has no boolean meaning (a dictionary) counts as not set.
+    const std::pair<const char*, bool> cases[] = {{nullptr, true},
+                                                  {"<false/>", false},
+                                                  {"<string>NO</string>", false},
+                                                  {"<integer>0</integer>", false},
+                                                  {"<true/>", true},
+                                                  {"<dict/>", true}};
+    for (const auto& [value, expected] : cases)
+    {
+        WriteGlobalDefaults(value == nullptr
+                                ? ""
+                                : "<key>com.apple.swipescrolldirection</key>" + std::string(value));
+        EXPECT_EQ(OSUtils::GetScrollDirectionMatchesContentMovement(), expected)
+            << (value ? value : "unset");
+    }
 }
 
 TEST_F(OSUtilsFilesTests, DoubleClickTimeIsTheUsersSetting)

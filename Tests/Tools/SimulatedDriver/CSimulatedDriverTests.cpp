@@ -12,34 +12,55 @@ using namespace SimDriverTest;
 
 namespace
 {
-// Runs one request through the driver the way the port does.
-KELSTATUS Ask(CSimulatedDriver& driver, CEventPacket& packet)
+// One request through the driver the way the port runs it, answered with `status`.
+CEventPacket Answer(CSimulatedDriver& driver, ECommand command, const std::vector<SKey>& keys,
+                    KELSTATUS status = KELSTATUS_SUCCESS,
+                    const std::vector<std::uint8_t>& data = {})
 {
-    return driver.Process(packet, ClassifySimRequest(packet));
+    CEventPacket packet;
+    Build(packet, command, keys, data);
+    EXPECT_EQ(driver.Process(packet, ClassifySimRequest(packet)), status);
+    return packet;
 }
 
 std::uint16_t AskSystemID(CSimulatedDriver& driver, std::uint32_t index)
 {
-    CEventPacket packet;
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
+    CEventPacket packet = Answer(
+        driver, ECommandGet, {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}});
     EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
     return packet.UnPackData_<std::uint16_t>(0xABCD);
 }
 
-KELSTATUS SetSystemID(CSimulatedDriver& driver, std::uint32_t index,
-                      const std::vector<std::uint8_t>& data)
+void SetSystemID(CSimulatedDriver& driver, std::uint32_t index,
+                 const std::vector<std::uint8_t>& data, KELSTATUS status = KELSTATUS_SUCCESS)
 {
-    CEventPacket packet;
-    Build(packet, ECommandSet,
-          {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}}, data);
-    return Ask(driver, packet);
+    Answer(driver, ECommandSet,
+           {{EObjectIDDriver}, LocalTablet(index), {EParameterIDTabletSystemID}}, status, data);
 }
 
 std::shared_ptr<CSettingsObject> Settings(const CEventPacket& packet)
 {
     return CSettingsObject::ReadFromASN1Binary(Data(packet));
+}
+
+std::shared_ptr<CSettingsMap> Map(const CEventPacket& packet)
+{
+    auto map = CSettingsMap::CastToMap(Settings(packet), false);
+    EXPECT_TRUE(map);
+    return map ? map : CSettingsMap::New();
+}
+
+std::uint16_t Count(CSimulatedDriver& driver, EAddressingMode mode)
+{
+    return Answer(driver, ECommandGet,
+                  {{EObjectIDDriver}, {EParameterIDCount, EObjectIDTablet, mode}})
+        .UnPackData_<std::uint16_t>(0xFFFF);
+}
+
+std::uint16_t LastTabletUsed(CSimulatedDriver& driver)
+{
+    return Answer(driver, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}})
+        .UnPackData_<std::uint16_t>(0);
 }
 } // namespace
 
@@ -51,13 +72,13 @@ TEST(CSimulatedDriver, SystemIDsByLocalIndexEndWithNoTabletAndTakeTheCorrection)
     // No tablet at this index is an answer with success: it ends the coordinator's walk.
     EXPECT_EQ(AskSystemID(driver, 2), 0xFFFF);
 
-    EXPECT_EQ(SetSystemID(driver, 1, Bytes<std::uint16_t>(1)), KELSTATUS_SUCCESS);
+    SetSystemID(driver, 1, Bytes<std::uint16_t>(1));
     EXPECT_EQ(AskSystemID(driver, 1), 1);
     EXPECT_EQ(AskSystemID(driver, 0), 5);
     // A set must carry exactly two bytes and name a tablet the driver has.
-    EXPECT_EQ(SetSystemID(driver, 0, Bytes<std::uint32_t>(2)), KELSTATUS_API_BAD_DATA_SIZE);
-    EXPECT_EQ(SetSystemID(driver, 0, {}), KELSTATUS_API_BAD_DATA_SIZE);
-    EXPECT_EQ(SetSystemID(driver, 2, Bytes<std::uint16_t>(2)), KELSTATUS_OBJECT_NOT_FOUND);
+    SetSystemID(driver, 0, Bytes<std::uint32_t>(2), KELSTATUS_API_BAD_DATA_SIZE);
+    SetSystemID(driver, 0, {}, KELSTATUS_API_BAD_DATA_SIZE);
+    SetSystemID(driver, 2, Bytes<std::uint16_t>(2), KELSTATUS_OBJECT_NOT_FOUND);
     EXPECT_EQ(AskSystemID(driver, 0), 5);
     EXPECT_EQ(driver.Tablets().at(1).systemID, 1);
 }
@@ -65,14 +86,10 @@ TEST(CSimulatedDriver, SystemIDsByLocalIndexEndWithNoTabletAndTakeTheCorrection)
 TEST(CSimulatedDriver, GenericAnswerNamesTheDriverAndTheTabletByItsCurrentID)
 {
     CSimulatedDriver driver(TwoTabletConfig());
-    ASSERT_EQ(SetSystemID(driver, 1, Bytes<std::uint16_t>(1)), KELSTATUS_SUCCESS);
-
-    CEventPacket packet;
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, {EObjectIDTablet, 1, EAddrModeByID}, {EParameterIDTabletSize}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    auto answer = CSettingsMap::CastToMap(Settings(packet), false);
-    ASSERT_TRUE(answer);
+    SetSystemID(driver, 1, Bytes<std::uint16_t>(1));
+    auto answer = Map(
+        Answer(driver, ECommandGet,
+               {{EObjectIDDriver}, {EObjectIDTablet, 1, EAddrModeByID}, {EParameterIDTabletSize}}));
     EXPECT_EQ(answer->StringForKeyWithDefault("Driver", ""), "Kelto test");
     EXPECT_EQ(answer->IntegerForKeyWithDefault("Command", -1), ECommandGet);
     EXPECT_EQ(answer->IntegerForKeyWithDefault("Parameter", -1), EParameterIDTabletSize);
@@ -80,19 +97,17 @@ TEST(CSimulatedDriver, GenericAnswerNamesTheDriverAndTheTabletByItsCurrentID)
     EXPECT_EQ(answer->IntegerForKeyWithDefault("SystemID", -1), 1);
 
     // The stale ID no longer names a tablet of this driver; the data is left as it came.
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, {EObjectIDTablet, 7, EAddrModeByID}, {EParameterIDTabletSize}},
-          {1, 2, 3});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_OBJECT_NOT_FOUND);
-    EXPECT_EQ(packet.Status(), KELSTATUS_OBJECT_NOT_FOUND);
-    EXPECT_EQ(Data(packet), (std::vector<std::uint8_t>{1, 2, 3}));
+    CEventPacket stale =
+        Answer(driver, ECommandGet,
+               {{EObjectIDDriver}, {EObjectIDTablet, 7, EAddrModeByID}, {EParameterIDTabletSize}},
+               KELSTATUS_OBJECT_NOT_FOUND, {1, 2, 3});
+    EXPECT_EQ(stale.Status(), KELSTATUS_OBJECT_NOT_FOUND);
+    EXPECT_EQ(Data(stale), (std::vector<std::uint8_t>{1, 2, 3}));
 
     // A request for the driver itself, or for all its tablets, is answered without a tablet.
-    Build(packet, ECommandSet,
-          {{EObjectIDDriver}, {EObjectIDTablet, 0, EAddrModeAllSubordinate}, {EParameterIDName}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    answer = CSettingsMap::CastToMap(Settings(packet), false);
-    ASSERT_TRUE(answer);
+    answer = Map(Answer(
+        driver, ECommandSet,
+        {{EObjectIDDriver}, {EObjectIDTablet, 0, EAddrModeAllSubordinate}, {EParameterIDName}}));
     EXPECT_EQ(answer->IntegerForKeyWithDefault("Command", -1), ECommandSet);
     EXPECT_FALSE(answer->IsKeyPresent("TabletIndex"));
 }
@@ -100,100 +115,70 @@ TEST(CSimulatedDriver, GenericAnswerNamesTheDriverAndTheTabletByItsCurrentID)
 TEST(CSimulatedDriver, TabletBlockIsKeptAsGivenAndItsSizeAnswered)
 {
     CSimulatedDriver driver(TwoTabletConfig());
-    CEventPacket packet;
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDSize, EParameterIDTabletBlock}});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_OBJECT_NOT_FOUND) << "no block before one is set";
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDTabletBlock}});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_OBJECT_NOT_FOUND);
+    const std::vector<SKey> size = {{EObjectIDDriver}, {EParameterIDSize, EParameterIDTabletBlock}};
+    const std::vector<SKey> block = {{EObjectIDDriver}, {EParameterIDTabletBlock}};
+    Answer(driver, ECommandGet, size, KELSTATUS_OBJECT_NOT_FOUND); // no block before one is set
+    Answer(driver, ECommandGet, block, KELSTATUS_OBJECT_NOT_FOUND);
 
-    std::vector<std::uint8_t> block(48);
-    for (size_t i = 0; i < block.size(); ++i)
+    std::vector<std::uint8_t> bytes(48);
+    for (size_t i = 0; i < bytes.size(); ++i)
     {
-        block[i] = static_cast<std::uint8_t>(i * 7);
+        bytes[i] = static_cast<std::uint8_t>(i * 7);
     }
-    Build(packet, ECommandSet, {{EObjectIDDriver}, {EParameterIDTabletBlock}}, block);
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(driver.TabletBlock(), block);
-
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDSize, EParameterIDTabletBlock}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.UnPackData_<std::uint32_t>(0), 48u);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDTabletBlock}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(Data(packet), block);
+    Answer(driver, ECommandSet, block, KELSTATUS_SUCCESS, bytes);
+    EXPECT_EQ(driver.TabletBlock(), bytes);
+    EXPECT_EQ(Answer(driver, ECommandGet, size).UnPackData_<std::uint32_t>(0), 48u);
+    EXPECT_EQ(Data(Answer(driver, ECommandGet, block)), bytes);
 
     // EParameterIDSize of anything else is not the block's size.
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDSize, EObjectIDTablet}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_TRUE(CSettingsMap::CastToMap(Settings(packet), false));
+    Map(Answer(driver, ECommandGet, {{EObjectIDDriver}, {EParameterIDSize, EObjectIDTablet}}));
 }
 
 TEST(CSimulatedDriver, CountsLastTabletUsedAndTimestamp)
 {
     SSimDriverConfig config = TwoTabletConfig();
     CSimulatedDriver driver(config);
-    auto count = [&](EAddressingMode mode)
-    {
-        CEventPacket packet;
-        Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDCount, EObjectIDTablet, mode}});
-        EXPECT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-        return packet.UnPackData_<std::uint16_t>(0xFFFF);
-    };
-    EXPECT_EQ(count(EAddrModeByIndex), 2);
-    EXPECT_EQ(count(EAddrModeByID), 2);
-
-    CEventPacket packet;
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.UnPackData_<std::uint16_t>(0), 7);
+    EXPECT_EQ(Count(driver, EAddrModeByIndex), 2);
+    EXPECT_EQ(Count(driver, EAddrModeByID), 2);
+    EXPECT_EQ(LastTabletUsed(driver), 7);
     // The answer follows the ID the coordinator gave the tablet.
-    ASSERT_EQ(SetSystemID(driver, 1, Bytes<std::uint16_t>(1)), KELSTATUS_SUCCESS);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.UnPackData_<std::uint16_t>(0), 1);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsedTimestamp}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.UnPackData_<std::uint32_t>(0), 1234u);
+    SetSystemID(driver, 1, Bytes<std::uint16_t>(1));
+    EXPECT_EQ(LastTabletUsed(driver), 1);
+    EXPECT_EQ(
+        Answer(driver, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsedTimestamp}})
+            .UnPackData_<std::uint32_t>(0),
+        1234u);
 
     config.countByIndex = 9;
     config.countByID = 4;
     config.lastTabletUsed = -1;
     CSimulatedDriver fixed(config);
-    auto fixedCount = [&](EAddressingMode mode)
-    {
-        Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDCount, EObjectIDTablet, mode}});
-        EXPECT_EQ(Ask(fixed, packet), KELSTATUS_SUCCESS);
-        return packet.UnPackData_<std::uint16_t>(0xFFFF);
-    };
-    EXPECT_EQ(fixedCount(EAddrModeByIndex), 9);
-    EXPECT_EQ(fixedCount(EAddrModeByID), 4);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDLastTabletUsed}});
-    ASSERT_EQ(Ask(fixed, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(packet.UnPackData_<std::uint16_t>(0), 0xFFFF);
+    EXPECT_EQ(Count(fixed, EAddrModeByIndex), 9);
+    EXPECT_EQ(Count(fixed, EAddrModeByID), 4);
+    EXPECT_EQ(LastTabletUsed(fixed), 0xFFFF);
 }
 
 TEST(CSimulatedDriver, TouchCapabilitiesAndFileVersion)
 {
     SSimDriverConfig config = TwoTabletConfig();
     CSimulatedDriver driver(config);
-    CEventPacket packet;
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, LocalTablet(0), {EParameterIDTabletMultiTouchCapabilities}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_TRUE(config.tablets[0].touchCapabilities->IsEqualTo(Settings(packet)));
-
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, LocalTablet(1), {EParameterIDTabletMultiTouchCapabilities}}, {9, 9});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_OBJECT_NOT_FOUND);
-    EXPECT_EQ(packet.SizeOfData(), 0u) << "no capabilities, no data";
+    EXPECT_TRUE(config.tablets[0].touchCapabilities->IsEqualTo(Settings(
+        Answer(driver, ECommandGet,
+               {{EObjectIDDriver}, LocalTablet(0), {EParameterIDTabletMultiTouchCapabilities}}))));
+    EXPECT_EQ(
+        Answer(driver, ECommandGet,
+               {{EObjectIDDriver}, LocalTablet(1), {EParameterIDTabletMultiTouchCapabilities}},
+               KELSTATUS_OBJECT_NOT_FOUND, {9, 9})
+            .SizeOfData(),
+        0u)
+        << "no capabilities, no data";
 
     // The coordinator's probe carries a zeroed version as room for the answer.
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDFileVersion}},
-          std::vector<std::uint8_t>(5, 0));
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(Data(packet), (std::vector<std::uint8_t>{6, 3, 0, FileVersion::EFinalVersion, 0}));
-    Build(packet, ECommandSet, {{EObjectIDDriver}, {EParameterIDFileVersion}});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_METHOD_NOT_IMPLEMENTED);
+    const std::vector<SKey> version = {{EObjectIDDriver}, {EParameterIDFileVersion}};
+    EXPECT_EQ(Data(Answer(driver, ECommandGet, version, KELSTATUS_SUCCESS,
+                          std::vector<std::uint8_t>(5, 0))),
+              (std::vector<std::uint8_t>{6, 3, 0, FileVersion::EFinalVersion, 0}));
+    Answer(driver, ECommandSet, version, KELSTATUS_METHOD_NOT_IMPLEMENTED);
 }
 
 TEST(CSimulatedDriver, TouchClientRegistrationsAreRecordedAndListed)
@@ -205,66 +190,49 @@ TEST(CSimulatedDriver, TouchClientRegistrationsAreRecordedAndListed)
     const std::vector<std::uint8_t> archive = registration->GetASN1Binary();
 
     // As the coordinator forwards it: the request's command, three keys, the same map.
-    CEventPacket packet;
-    Build(packet, ECommandCreate,
-          {{EObjectIDDriver}, {EObjectIDMultiTouchAPI}, {EParameterIDMultiTouchAPIClient}},
-          archive);
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(Data(packet), archive) << "the data goes on to the next driver as it came";
-    Build(packet, ECommandDestroy,
-          {{EObjectIDDriver}, {EObjectIDMultiTouchAPI}, {EParameterIDMultiTouchAPIClient}},
-          {0xDE, 0xAD});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-
+    const std::vector<SKey> client = {
+        {EObjectIDDriver}, {EObjectIDMultiTouchAPI}, {EParameterIDMultiTouchAPIClient}};
+    EXPECT_EQ(Data(Answer(driver, ECommandCreate, client, KELSTATUS_SUCCESS, archive)), archive)
+        << "the data goes on to the next driver as it came";
+    Answer(driver, ECommandDestroy, client, KELSTATUS_SUCCESS, {0xDE, 0xAD});
     ASSERT_EQ(driver.TouchClients().size(), 2u);
     EXPECT_TRUE(registration->IsEqualTo(driver.TouchClients()[0].registration));
     EXPECT_FALSE(driver.TouchClients()[1].registration) << "not an archive: recorded as null";
 
-    Build(packet, ECommandGet,
-          {{EObjectIDDriver}, {EObjectIDMultiTouchAPI}, {EParameterIDMultiTouchAPIClient}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    auto list = CSettingsArray::CastToArray(Settings(packet), false);
+    auto list = CSettingsArray::CastToArray(Settings(Answer(driver, ECommandGet, client)), false);
     ASSERT_TRUE(list);
     ASSERT_EQ(list->ObjectCount(), 2u);
     auto first = CSettingsMap::CastToMap(list->ObjectForIndex(0), false);
-    ASSERT_TRUE(first);
+    auto second = CSettingsMap::CastToMap(list->ObjectForIndex(1), false);
+    ASSERT_TRUE(first && second);
     EXPECT_EQ(first->IntegerForKeyWithDefault("Command", -1), ECommandCreate);
     EXPECT_TRUE(registration->IsEqualTo(first->ObjectForKey("Registration")));
-    auto second = CSettingsMap::CastToMap(list->ObjectForIndex(1), false);
-    ASSERT_TRUE(second);
     EXPECT_EQ(second->IntegerForKeyWithDefault("Command", -1), ECommandDestroy);
     EXPECT_FALSE(second->IsKeyPresent("Registration"));
 }
 
 TEST(CSimulatedDriver, CreateIndexAndDestroyFollowTheConfiguration)
 {
+    const std::vector<SKey> tablet = {{EObjectIDDriver}, {EParameterIDGraphicsTablet}};
     SSimDriverConfig config = TwoTabletConfig();
     config.createStatus = KELSTATUS_OBJECT_NOT_FOUND;
     CSimulatedDriver driver(config);
-    CEventPacket packet;
-    Build(packet, ECommandCreate, {{EObjectIDDriver}, {EParameterIDGraphicsTablet}});
-    EXPECT_EQ(Ask(driver, packet), KELSTATUS_OBJECT_NOT_FOUND);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDIndex}, {EParameterIDName}});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
-    EXPECT_EQ(
-        CSettingsMap::CastToMap(Settings(packet), false)->StringForKeyWithDefault("Driver", ""),
-        "Kelto test");
+    Answer(driver, ECommandCreate, tablet, KELSTATUS_OBJECT_NOT_FOUND);
+    EXPECT_EQ(Map(Answer(driver, ECommandGet,
+                         {{EObjectIDDriver}, {EParameterIDIndex}, {EParameterIDName}}))
+                  ->StringForKeyWithDefault("Driver", ""),
+              "Kelto test");
 
     config.createStatus = KELSTATUS_SUCCESS;
     config.indexStatus = KELSTATUS_API_BAD_PARAMETER;
     CSimulatedDriver other(config);
-    Build(packet, ECommandCreate, {{EObjectIDDriver}, {EParameterIDGraphicsTablet}});
-    EXPECT_EQ(Ask(other, packet), KELSTATUS_SUCCESS);
-    Build(packet, ECommandGet, {{EObjectIDDriver}, {EParameterIDIndex}});
-    EXPECT_EQ(Ask(other, packet), KELSTATUS_API_BAD_PARAMETER);
+    Answer(other, ECommandCreate, tablet);
+    Answer(other, ECommandGet, {{EObjectIDDriver}, {EParameterIDIndex}},
+           KELSTATUS_API_BAD_PARAMETER);
 
     // Destroy names the tablet by the system ID in its data.
-    Build(packet, ECommandDestroy, {{EObjectIDDriver}, {EParameterIDGraphicsTablet}},
-          Bytes<std::uint16_t>(6));
-    EXPECT_EQ(Ask(other, packet), KELSTATUS_OBJECT_NOT_FOUND);
-    Build(packet, ECommandDestroy, {{EObjectIDDriver}, {EParameterIDGraphicsTablet}},
-          Bytes<std::uint16_t>(5));
-    ASSERT_EQ(Ask(other, packet), KELSTATUS_SUCCESS);
+    Answer(other, ECommandDestroy, tablet, KELSTATUS_OBJECT_NOT_FOUND, Bytes<std::uint16_t>(6));
+    Answer(other, ECommandDestroy, tablet, KELSTATUS_SUCCESS, Bytes<std::uint16_t>(5));
     ASSERT_EQ(other.Tablets().size(), 1u);
     EXPECT_EQ(other.Tablets()[0].systemID, 7);
 }
@@ -273,11 +241,10 @@ TEST(CSimulatedDriver, ReloadKeepsTheCoordinatorsIDsUnlessTheFileChangesThem)
 {
     SSimDriverConfig config = TwoTabletConfig();
     CSimulatedDriver driver(config);
-    ASSERT_EQ(SetSystemID(driver, 0, Bytes<std::uint16_t>(0)), KELSTATUS_SUCCESS);
-    ASSERT_EQ(SetSystemID(driver, 1, Bytes<std::uint16_t>(1)), KELSTATUS_SUCCESS);
-    CEventPacket packet;
-    Build(packet, ECommandSet, {{EObjectIDDriver}, {EParameterIDTabletBlock}}, {1, 2, 3, 4});
-    ASSERT_EQ(Ask(driver, packet), KELSTATUS_SUCCESS);
+    SetSystemID(driver, 0, Bytes<std::uint16_t>(0));
+    SetSystemID(driver, 1, Bytes<std::uint16_t>(1));
+    Answer(driver, ECommandSet, {{EObjectIDDriver}, {EParameterIDTabletBlock}}, KELSTATUS_SUCCESS,
+           {1, 2, 3, 4});
 
     // The file gains a third tablet and gives the second a new ID of its own.
     SSimDriverConfig next = config;

@@ -22,8 +22,6 @@ using coordinator_test::TestEvent;
 class CMacInputsAppleEventTests : public ::testing::Test
 {
 protected:
-    // The inputs on a table of their own, without the message port: the Apple Event side
-    // needs only the table.
     void SetUp() override { mInputs.CInputs::Init(&mTable); }
 
     void TearDown() override
@@ -48,8 +46,7 @@ protected:
         return driver;
     }
 
-    // Runs the installed handler as the dispatcher finds it: the exact pair, then the
-    // class with any ID.
+    // The installed handler as the dispatcher finds it: the exact pair, else the class.
     OSErr Dispatch(TestEvent& event, AEEventClass eventClass, AEEventID eventID,
                    SRefCon* refConFound = nullptr)
     {
@@ -114,8 +111,7 @@ TEST_F(CMacInputsAppleEventTests, EachInstalledEventReachesItsForwarder)
     // Counting tablets is answered here.
     mCallLog.clear();
     TestEvent count(kAECoreSuite, kAECountElements);
-    const DescType tablets = CMacInputs::kTabletClass;
-    AEPutParamPtr(&count.mEvent, keyAEObjectClass, typeType, &tablets, sizeof tablets);
+    count.SetObjectClass(CMacInputs::kTabletClass);
     EXPECT_EQ(Dispatch(count, kAECoreSuite, kAECountElements), noErr);
     EXPECT_TRUE(mCallLog.empty());
     EXPECT_EQ(count.ReplyValue(-1), 0);
@@ -123,12 +119,7 @@ TEST_F(CMacInputsAppleEventTests, EachInstalledEventReachesItsForwarder)
     // to every driver.
     driver0->mPackets.clear();
     EXPECT_EQ(Dispatch(kCoreEventClass, kAEOpenApplication), noErr);
-    bool blockSent = false;
-    for (const auto& packet : driver0->mPackets)
-    {
-        blockSent |= packet.mCommand == ECommandSet && packet.mSecond == EParameterIDTabletBlock;
-    }
-    EXPECT_TRUE(blockSent);
+    EXPECT_TRUE(driver0->SentTabletBlock());
 }
 
 TEST_F(CMacInputsAppleEventTests, ForwardFirstReportsTheLastRealErrorAndIgnoresDeclines)
@@ -281,10 +272,8 @@ TEST_F(CMacInputsAppleEventTests, CountEventCountsTabletsHereAndForwardsOtherCla
     mTable.AddNewTablet(1, 0);
     driver0->mTabletCount = 1;
     driver1->mTabletCount = 1;
-    const DescType tablets = CMacInputs::kTabletClass;
-
     TestEvent count(kAECoreSuite, kAECountElements);
-    AEPutParamPtr(&count.mEvent, keyAEObjectClass, typeType, &tablets, sizeof tablets);
+    count.SetObjectClass(CMacInputs::kTabletClass);
     EXPECT_EQ(AECountPreHandler(&count.mEvent, &count.mReply, &mInputs), noErr);
     EXPECT_EQ(count.ReplyValue(-1), 2);
     EXPECT_TRUE(mCallLog.empty());
@@ -297,8 +286,7 @@ TEST_F(CMacInputsAppleEventTests, CountEventCountsTabletsHereAndForwardsOtherCla
 
     // Any other class is a driver's affair: the first that succeeds answers.
     TestEvent windows(kAECoreSuite, kAECountElements);
-    const DescType windowClass = 'cwin';
-    AEPutParamPtr(&windows.mEvent, keyAEObjectClass, typeType, &windowClass, sizeof windowClass);
+    windows.SetObjectClass('cwin');
     EXPECT_EQ(AECountPreHandler(&windows.mEvent, &windows.mReply, &mInputs), noErr);
     EXPECT_EQ(windows.ReplyValue(-1), 42);
     EXPECT_EQ(mCallLog, (std::vector<int>{0}));
@@ -312,19 +300,12 @@ TEST_F(CMacInputsAppleEventTests, CountWhenTheDriversKnowMoreTabletsSyncsFirst)
 {
     auto driver0 = AddDriver(0, noErr);
     driver0->mTabletCount = 3;
-    // The table is empty, the driver reports three: the count runs a sync, which asks the
-    // driver for its tablets (it answers none here), and then reports the table's count.
+    // The table is empty, the driver reports three: a sync runs first.
     TestEvent count(kAECoreSuite, kAECountElements);
-    const DescType tablets = CMacInputs::kTabletClass;
-    AEPutParamPtr(&count.mEvent, keyAEObjectClass, typeType, &tablets, sizeof tablets);
+    count.SetObjectClass(CMacInputs::kTabletClass);
     EXPECT_EQ(AECountPreHandler(&count.mEvent, &count.mReply, &mInputs), noErr);
     EXPECT_EQ(count.ReplyValue(-1), 0);
-    bool synced = false;
-    for (const auto& packet : driver0->mPackets)
-    {
-        synced |= packet.mCommand == ECommandSet && packet.mSecond == EParameterIDTabletBlock;
-    }
-    EXPECT_TRUE(synced);
+    EXPECT_TRUE(driver0->SentTabletBlock());
 }
 
 TEST_F(CMacInputsAppleEventTests, HandlersWithoutInputsDoNothing)
@@ -339,8 +320,7 @@ TEST_F(CMacInputsAppleEventTests, HandlersWithoutInputsDoNothing)
 
     // The count handler reports the missing inputs and still answers a tablet count (0).
     TestEvent count(kAECoreSuite, kAECountElements);
-    const DescType tablets = CMacInputs::kTabletClass;
-    AEPutParamPtr(&count.mEvent, keyAEObjectClass, typeType, &tablets, sizeof tablets);
+    count.SetObjectClass(CMacInputs::kTabletClass);
     OSErr result = -1;
     const auto output =
         Capture([&] { result = AECountPreHandler(&count.mEvent, &count.mReply, nullptr); });

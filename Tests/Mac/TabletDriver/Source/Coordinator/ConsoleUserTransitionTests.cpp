@@ -53,33 +53,26 @@ struct FakeSystem
     }
 };
 
-TEST(ConsoleUserTransitionTests, OlderSystemsTakeTheUserFirstThenTheGroup)
+TEST(ConsoleUserTransitionTests, OnlySystemsBeforeTenSixWithAUserTakeItsIdentity)
 {
-    for (unsigned int version : {0x1040u, 0x1050u, 0x105Fu})
+    const std::vector<std::string> asked = {"console user"};
+    const std::vector<std::string> taken = {"console user", "seteuid 501", "setegid 20"};
+    const struct
+    {
+        unsigned int version;
+        bool userPresent;
+        const std::vector<std::string>& calls;
+    } cases[] = {{0x1040, true, taken}, {0x1050, true, taken}, {0x105F, true, taken},
+                 {0x1060, true, asked}, {0x1070, true, asked}, {0x10A0, true, asked},
+                 {0x1040, false, asked}}; // nobody at the console: start-up goes on as it is
+    for (const auto& c : cases)
     {
         FakeSystem system;
-        system.mVersion = version;
+        system.mVersion = c.version;
+        system.mUserPresent = c.userPresent;
         TransitionToConsoleUser(system.Ops());
-        EXPECT_EQ(system.mCalls,
-                  (std::vector<std::string>{"console user", "seteuid 501", "setegid 20"}))
-            << std::hex << version;
+        EXPECT_EQ(system.mCalls, c.calls) << std::hex << c.version << " " << c.userPresent;
     }
-}
-
-TEST(ConsoleUserTransitionTests, NothingChangesFromTenSixOnOrWithoutAUser)
-{
-    for (unsigned int version : {0x1060u, 0x1070u, 0x10A0u})
-    {
-        FakeSystem system;
-        system.mVersion = version;
-        TransitionToConsoleUser(system.Ops());
-        EXPECT_EQ(system.mCalls, (std::vector<std::string>{"console user"})) << std::hex << version;
-    }
-    // Nobody at the console: start-up goes on as it is, even on an old system.
-    FakeSystem loggedOut;
-    loggedOut.mUserPresent = false;
-    TransitionToConsoleUser(loggedOut.Ops());
-    EXPECT_EQ(loggedOut.mCalls, (std::vector<std::string>{"console user"}));
 }
 
 TEST(ConsoleUserTransitionTests, FailedIdentityCallsAreReportedAndStartUpGoesOn)

@@ -90,6 +90,13 @@ public:
         EEventIdentifier mSecond;
     };
 
+    // Whether a sync reached this driver last: a sync ends with the tablet block set.
+    bool SentTabletBlock() const
+    {
+        return !mPackets.empty() && mPackets.back().mCommand == ECommandSet &&
+               mPackets.back().mSecond == EParameterIDTabletBlock;
+    }
+
     OSStatus mAppleEventResult;
     SInt32 mReplyValue = 0;
     bool mHandsReply = true;
@@ -123,6 +130,12 @@ public:
 
     AppleEvent mEvent{};
     AppleEvent mReply{};
+
+    // A count event asks for a class of objects.
+    void SetObjectClass(DescType objectClass)
+    {
+        AEPutParamPtr(&mEvent, keyAEObjectClass, typeType, &objectClass, sizeof objectClass);
+    }
 
     // The reply's direct object as a 32-bit integer; `fallback` when it has none.
     SInt32 ReplyValue(SInt32 fallback) const
