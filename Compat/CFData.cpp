@@ -132,8 +132,9 @@ void CheckRange(CFIndex dataLength, CFRange range, const char* function)
 
 __CFData* NewCopy(const UInt8* bytes, CFIndex length, bool isMutable, CFIndex capacity)
 {
+    // A fixed capacity is allocated whole, used or not: only up to the limit.
     const CFIndex inlineCapacity = isMutable ? capacity : length;
-    if (inlineCapacity > 0 && inlineCapacity <= __CFData::kInlineCapacityLimit)
+    if (inlineCapacity > 0 && (!isMutable || capacity <= __CFData::kInlineCapacityLimit))
     {
         __CFData* data = __CFData::NewInline(inlineCapacity);
         if (length > 0)

@@ -33,19 +33,16 @@ namespace
 // The name under which a source added to the common modes is recorded.
 const char* const kCommonModes = "kCFRunLoopCommonModes";
 const char* const kDefaultMode = "kCFRunLoopDefaultMode";
-} // namespace
 
-// Either a signalled source (version 0: a context whose perform runs after each signal) or
-// a descriptor-driven one (a handler). It remembers where it is scheduled so that
-// invalidation can take it out everywhere.
-namespace
-{
 // How many sources are signalled and not yet performed, over all loops: a pass of a loop
 // looks for signalled sources only when there is one somewhere, which is seldom, instead of
 // taking its lock and going through its sources every time.
 std::atomic<int> gSignaledSources{0};
 } // namespace
 
+// Either a signalled source (version 0: a context whose perform runs after each signal) or
+// a descriptor-driven one (a handler). It remembers where it is scheduled so that
+// invalidation can take it out everywhere.
 struct __CFRunLoopSource : CFRuntime::CFObject
 {
     __CFRunLoopSource() : CFObject(CFRuntime::eTypeIDRunLoopSource) {}
