@@ -2,14 +2,10 @@
 // (CMacMessagingServer::ProcessTransitRecordMessage): all but the first two bytes are one
 // request as another process sent it; the first two script the process-event callback.
 //
-// Two checks of the receiver end the process on purpose and stay in the product:
-// "dataSize <= returnRec.returnDataSize" (an answer shorter than the request's data) and
-// "returnRec.returnDataSize < 1000". The harness keeps inputs that would reach them out:
-// its callback answers at least as many bytes as the request carried and never 1000 or
-// more, and a record whose header and data are whole and whose data size lies between 1000
-// and 0xFFFF (every such record is answered with its own data, so it would abort) is not
-// served. Records that announce such sizes are still served when they are rejected before
-// the answer (data missing, 0x10000 or more), which is where the length checks are.
+// The callback answers any size around the request's (shorter, longer, past the 1000 bytes
+// an old client takes), so the refusals of answers an old client cannot take are reached
+// too. Every reply is either the return record with exactly the request's data size, or a
+// bare refusal: status 0x0105 and no data.
 #include "Common/CEventPacket.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 #include "Mac/Common/Communication/TransitRecord.h"
@@ -28,7 +24,7 @@ struct Script
 {
     KELSTATUS status = KELSTATUS_SUCCESS;
     bool answer = false;
-    unsigned grow = 0;
+    int grow = 0;
 };
 
 KELSTATUS Callback(CEventPacket* packet, void* context)
@@ -41,12 +37,8 @@ KELSTATUS Callback(CEventPacket* packet, void* context)
     }
     if (script.answer)
     {
-        // Never smaller than the request's data (below 1000, see above), never 1000.
-        unsigned size = packet->SizeOfData() + script.grow;
-        if (size >= 1000)
-        {
-            size = 999;
-        }
+        const int wanted = static_cast<int>(packet->SizeOfData()) + script.grow;
+        const unsigned size = wanted < 0 ? 0u : static_cast<unsigned>(wanted);
         std::vector<std::uint8_t> answer(size, 0xA5);
         packet->PackData(size, answer.data());
     }
@@ -68,20 +60,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Script script;
     script.status = kStatuses[data[0] & 3];
     script.answer = (data[0] & 4) != 0;
-    script.grow = data[1];
+    script.grow = static_cast<std::int8_t>(data[1]) * 8;
     const uint8_t* record = data + 2;
     const size_t length = size - 2;
-
-    if (length >= kTransitRecordHeaderSize)
-    {
-        std::uint32_t sizeOfData = 0;
-        std::memcpy(&sizeOfData, record + offsetof(TransitRecord, sizeOfData), sizeof(sizeOfData));
-        if (sizeOfData >= 1000 && sizeOfData < 0x10000 &&
-            length >= kTransitRecordHeaderSize + sizeOfData)
-        {
-            return 0;
-        }
-    }
 
     CMacMessagingServer server;
     server.SetProcessEventCallback(Callback, &script);
@@ -89,11 +70,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CFDataRef reply = server.ProcessRequest(request, 0);
     if (reply != nullptr)
     {
-        // The reply is the return record and exactly the request's data size.
         std::uint32_t sizeOfData = 0;
         std::memcpy(&sizeOfData, record + offsetof(TransitRecord, sizeOfData), sizeof(sizeOfData));
-        if (static_cast<std::uint64_t>(CFDataGetLength(reply)) !=
-            kTransitRecordReturnSize + sizeOfData)
+        TransitRecordReturn head = {};
+        std::memcpy(&head, CFDataGetBytePtr(reply), sizeof(head));
+        const auto replyLength = static_cast<std::uint64_t>(CFDataGetLength(reply));
+        const bool refused = replyLength == kTransitRecordReturnSize &&
+                             head.wStatus == KELSTATUS_MEMORY_OVERRUN && head.returnDataSize == 0;
+        if (!refused && replyLength != kTransitRecordReturnSize + sizeOfData)
         {
             __builtin_trap();
         }

@@ -34,6 +34,16 @@ struct FreeDeleter
     std::fflush(stderr);
     std::abort();
 }
+
+// The reply to a record whose answer an old client could not take: a return record alone,
+// with an error status and no data. Senders read the status first and copy no data when it
+// is not zero, so this is the one error answer every legacy peer understands.
+CFDataRef RefusedTransitRecordReply()
+{
+    const TransitRecordReturn refusal = {KELSTATUS_MEMORY_OVERRUN, 0};
+    return CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(&refusal),
+                        sizeof(refusal));
+}
 } // namespace
 
 KELSTATUS CMacMessagingServer::AllocateAndInitInstance(
@@ -181,6 +191,15 @@ CFDataRef CMacMessagingServer::ProcessTransitRecordMessage(CFDataRef data_I)
         return nullptr;
     }
     const std::uint32_t dataSize = transitRec.sizeOfData;
+    // Old clients cannot take an answer of kMaxLegacyAnswerBytes or more, and every record
+    // is answered with at least its own data, so such a record is refused before anything
+    // acts on it (the historical receiver aborted the whole process here).
+    if (dataSize >= kMaxLegacyAnswerBytes)
+    {
+        syslog(LOG_ERR, "*** transit record refused: %u data bytes, at most %u ***",
+               static_cast<unsigned>(dataSize), static_cast<unsigned>(kMaxLegacyAnswerBytes - 1));
+        return RefusedTransitRecordReply();
+    }
 
     std::unique_ptr<void, FreeDeleter> buffer;
     if (dataSize != 0)
@@ -268,15 +287,16 @@ CFDataRef CMacMessagingServer::ProcessTransitRecordMessage(CFDataRef data_I)
         KelAssertReport(__FILE__, 403, "memcmp( pData, bufferPtr, dataSize ) == 0");
     }
 
-    // Old clients cannot take a shorter or a 1000-byte answer; these end the process and
-    // are kept that way.
-    if (!(dataSize <= returnRec.returnDataSize))
+    // Old clients cannot take a shorter answer than their request, nor one of
+    // kMaxLegacyAnswerBytes or more. The request has been served, but its answer is refused
+    // instead of ending the process over one peer's packet.
+    if (!(dataSize <= returnRec.returnDataSize) ||
+        !(returnRec.returnDataSize < kMaxLegacyAnswerBytes))
     {
-        FatalAssertion(415, "dataSize <= returnRec.returnDataSize");
-    }
-    if (!(returnRec.returnDataSize < 1000))
-    {
-        FatalAssertion(416, "returnRec.returnDataSize < 1000");
+        syslog(LOG_ERR, "*** transit record answer refused: %u data bytes for a request of %u ***",
+               static_cast<unsigned>(returnRec.returnDataSize), static_cast<unsigned>(dataSize));
+        CFRelease(outData);
+        return RefusedTransitRecordReply();
     }
     return outData;
 }

@@ -42,6 +42,9 @@
 constexpr unsigned int kTransitRecordKeyCount = 10;
 constexpr std::size_t kTransitRecordHeaderSize = 136;
 constexpr std::size_t kTransitRecordReturnSize = 8;
+// Old clients take answers below this size only; a record whose answer would reach it is
+// refused with a return record alone (status KELSTATUS_MEMORY_OVERRUN, no data).
+constexpr std::uint32_t kMaxLegacyAnswerBytes = 1000;
 
 struct TransitKeyRecord
 {

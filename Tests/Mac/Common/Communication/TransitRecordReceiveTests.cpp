@@ -44,14 +44,6 @@ protected:
                std::string(bytes.begin() + 8, bytes.end()) + "]";
     }
 
-    // For death tests, which read standard error themselves: nothing captured.
-    void ServeUncaptured(const Bytes& request)
-    {
-        CFDataRef data = MakeData(request);
-        Take(mServer.ProcessRequest(data, 0));
-        CFRelease(data);
-    }
-
     CMacMessagingServer mServer;
     Answerer mAnswerer;
 };
@@ -140,20 +132,39 @@ TEST_F(TransitRecordReceiveTests, MissingAndNotImplementedAreAnsweredQuietly)
     EXPECT_EQ(reply, (Bytes{0, 0, 0, 0, 2, 0, 0, 0, '1', '2'}));
 }
 
-// Old clients cannot take a shorter answer, nor one of 1000 bytes or more: the process ends.
-TEST_F(TransitRecordReceiveTests, ShorterOrThousandByteAnswersEndTheProcess)
+// Old clients cannot take a shorter answer, nor one of 1000 bytes or more: the record gets
+// a bare return record with 0x0105 (261) and one log line, and the server goes on serving.
+// A record that announces such an answer is refused before the callback sees it.
+TEST_F(TransitRecordReceiveTests, AnswersOldClientsCannotTakeAreRefusedWithAStatus)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    mAnswerer.answer = "1234";
-    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, "12345678")),
-                 "CMacMessagingServer:415: failed assertion: dataSize <= returnRec.returnDataSize");
-    mAnswerer.answer.clear();
-    // The largest size a record may announce passes its own check first.
-    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(0xFFFF, 'x'))),
-                 "CMacMessagingServer:416: failed assertion: returnRec.returnDataSize < 1000");
-    EXPECT_DEATH(ServeUncaptured(Record({}, ECommandGet, std::string(1000, 'x'))),
-                 "returnRec.returnDataSize < 1000");
-    EXPECT_THAT(Serve(Record({}, ECommandGet, std::string(999, 'x'))),
-                testing::StartsWith("0 999 [xxx"));
+    struct Case
+    {
+        std::string data, answer, reply, log;
+        int calls;
+    };
+    const Case cases[] = {
+        {"12345678", "1234", "261 0 []",
+         "*** transit record answer refused: 4 data bytes for a request of 8 ***", 1},
+        {"ab", std::string(1000, 'y'), "261 0 []",
+         "*** transit record answer refused: 1000 data bytes for a request of 2 ***", 1},
+        {std::string(1000, 'x'), "", "261 0 []",
+         "*** transit record refused: 1000 data bytes, at most 999 ***", 0},
+        {std::string(0xFFFF, 'x'), "", "261 0 []",
+         "*** transit record refused: 65535 data bytes, at most 999 ***", 0},
+        {std::string(999, 'x'), "", "0 999 [" + std::string(999, 'x') + "]", "", 1},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.log);
+        mAnswerer.calls = 0;
+        mAnswerer.answer = c.answer;
+        Output output;
+        EXPECT_EQ(Serve(Record({}, ECommandGet, c.data), &output), c.reply);
+        EXPECT_EQ(mAnswerer.calls, c.calls);
+        if (!c.log.empty())
+        {
+            EXPECT_THAT(output.err, HasSubstr(c.log + "\n"));
+        }
+    }
 }
 } // namespace
