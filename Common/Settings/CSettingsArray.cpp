@@ -208,6 +208,11 @@ std::string CSettingsArray::GetTraceString() const
 
 void CSettingsArray::AppendASN1Node(std::vector<uint8_t>& archive_IO) const
 {
+    CSettingsNestingGuard guard;
+    if (guard.RefuseWriteIfTooDeep())
+    {
+        return;
+    }
     archive_IO.push_back(ASN1Coding::MakeIdentifier(ASN1Coding::kArrayID));
     archive_IO.push_back(ASN1Coding::MakeIndefiniteLength());
     for (const auto& obj : mObjectVector)
@@ -244,6 +249,11 @@ bool CSettingsArray::IsEqualTo(std::shared_ptr<CSettingsObject> other_I) const
 
 std::string CSettingsArray::CreateJSONNode(int indent) const
 {
+    CSettingsNestingGuard guard;
+    if (guard.RefuseWriteIfTooDeep())
+    {
+        return std::string();
+    }
     std::string padding = indent >= 0 ? std::string(static_cast<size_t>(indent) + 1, '\t') : "";
     int childIndent = indent >= 0 ? indent + 1 : indent;
     std::string json = "[\n";
@@ -323,6 +333,11 @@ std::shared_ptr<CSettingsArray> CSettingsArray::ReadFromJSONNode(const std::stri
             }
             continue;
         }
+        if (element)
+        {
+            SettingsJSONLexer::ReportMissingSeparator("CSettingsArray::ReadFromJSONNode", pos);
+            return nullptr;
+        }
         element = CSettingsObject::ReadFromJSONNode(buffer_I, pos);
         if (!element)
         {
@@ -330,4 +345,20 @@ std::shared_ptr<CSettingsArray> CSettingsArray::ReadFromJSONNode(const std::stri
         }
     }
     return nullptr;
+}
+
+CSettingsArray::~CSettingsArray()
+{
+    ChildList children;
+    MoveChildrenInto(children);
+    ReleaseWithoutRecursion(children);
+}
+
+void CSettingsArray::MoveChildrenInto(ChildList& children_IO)
+{
+    for (std::shared_ptr<CSettingsObject>& element : mObjectVector)
+    {
+        children_IO.push_back(std::move(element));
+    }
+    mObjectVector.clear();
 }

@@ -8,6 +8,7 @@ class CSettingsArray : public CSettingsObject
 {
 public:
     explicit CSettingsArray(SPrivate) {}
+    ~CSettingsArray() override;
     static std::shared_ptr<CSettingsArray> New();
     static std::string GetClassTypeName() { return "array"; }
 
@@ -63,6 +64,9 @@ public:
     // comma is accepted).
     static std::shared_ptr<CSettingsArray> ReadFromJSONNode(const std::string& buffer_I,
                                                             size_t& pos_IO);
+
+protected:
+    void MoveChildrenInto(ChildList& children_IO) override;
 
 private:
     std::vector<std::shared_ptr<CSettingsObject>> mObjectVector;

@@ -2,6 +2,7 @@
 
 #include "Common/ASN1Coding.h"
 #include "Common/Settings/CSettingsMap.h"
+#include "Common/Settings/CSettingsNestingGuard.h"
 #include "Common/StringUtilities.h"
 
 std::shared_ptr<CSettingsBytes> CSettingsBytes::New(const std::vector<uint8_t>& value)
@@ -44,6 +45,9 @@ bool CSettingsBytes::IsEqualTo(std::shared_ptr<CSettingsObject> other_I) const
 
 std::string CSettingsBytes::CreateJSONNode(int) const
 {
+    // Written as a one-entry object, one level deeper than the bytes stand.
+    CSettingsNestingGuard guard;
+    guard.RefuseWriteIfTooDeep();
     return std::string("{\"") + kJSONKey + "\":\"" + GetStringValue() + "\"}";
 }
 

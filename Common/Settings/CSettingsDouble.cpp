@@ -1,9 +1,11 @@
 #include "Common/Settings/CSettingsDouble.h"
 
 #include "Common/ASN1Coding.h"
+#include "Common/Settings/CSettingsWriteCheck.h"
 #include "Common/Settings/SettingsJSONLexer.h"
 #include "Common/StringUtilities.h"
 
+#include <cmath>
 #include <exception>
 #include <typeinfo>
 
@@ -61,6 +63,10 @@ bool CSettingsDouble::IsEqualTo(std::shared_ptr<CSettingsObject> other_I) const
 
 std::string CSettingsDouble::CreateJSONNode(int) const
 {
+    if (!std::isfinite(mValue))
+    {
+        CSettingsWriteCheck::Refuse("the double " + GetStringValue() + " has no JSON form");
+    }
     return GetStringValue();
 }
 

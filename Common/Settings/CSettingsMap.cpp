@@ -284,6 +284,11 @@ std::string CSettingsMap::GetTraceString() const
 
 void CSettingsMap::AppendASN1Node(std::vector<uint8_t>& archive_IO) const
 {
+    CSettingsNestingGuard guard;
+    if (guard.RefuseWriteIfTooDeep())
+    {
+        return;
+    }
     archive_IO.push_back(ASN1Coding::MakeIdentifier(ASN1Coding::kMapID));
     archive_IO.push_back(ASN1Coding::MakeIndefiniteLength());
     for (const auto& obj : mObjectMap)
@@ -333,6 +338,11 @@ bool CSettingsMap::IsEqualTo(std::shared_ptr<CSettingsObject> other_I) const
 
 std::string CSettingsMap::CreateJSONNode(int indent) const
 {
+    CSettingsNestingGuard guard;
+    if (guard.RefuseWriteIfTooDeep())
+    {
+        return std::string();
+    }
     std::string padding = indent >= 0 ? std::string(static_cast<size_t>(indent) + 1, '\t') : "";
     int childIndent = indent >= 0 ? indent + 1 : indent;
     std::string json = "{\n";
@@ -430,6 +440,11 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromJSONNode(const std::string& 
             }
             continue;
         }
+        if (value)
+        {
+            SettingsJSONLexer::ReportMissingSeparator("CSettingsMap::ReadFromJSONNode", pos);
+            return nullptr;
+        }
         if (!CSettingsString::ReadJSONText(buffer_I, pos, key) || key.empty())
         {
             return nullptr;
@@ -446,4 +461,20 @@ std::shared_ptr<CSettingsMap> CSettingsMap::ReadFromJSONNode(const std::string& 
         }
     }
     return nullptr;
+}
+
+CSettingsMap::~CSettingsMap()
+{
+    ChildList children;
+    MoveChildrenInto(children);
+    ReleaseWithoutRecursion(children);
+}
+
+void CSettingsMap::MoveChildrenInto(ChildList& children_IO)
+{
+    for (SEntry& entry : mObjectMap)
+    {
+        children_IO.push_back(std::move(entry.second));
+    }
+    mObjectMap.clear();
 }

@@ -14,6 +14,7 @@ class CSettingsMap : public CSettingsObject
 {
 public:
     explicit CSettingsMap(SPrivate) {}
+    ~CSettingsMap() override;
     static std::shared_ptr<CSettingsMap> New();
     static std::string GetClassTypeName() { return "map"; }
 
@@ -75,11 +76,14 @@ public:
     static std::shared_ptr<CSettingsMap> ReadFromASN1Node(const std::vector<uint8_t>& archive_I,
                                                           size_t& pos_IO);
     // An object: pairs are stored as the following ',' or '}' is reached (a trailing comma is
-    // accepted; a pair not followed by either is replaced by the next one). The pair closed
+    // accepted; a pair followed by another without a ',' makes the result null). The pair closed
     // by '}' with the key "SbyteS" and a string value is stored as the bytes the base64
     // string holds.
     static std::shared_ptr<CSettingsMap> ReadFromJSONNode(const std::string& buffer_I,
                                                           size_t& pos_IO);
+
+protected:
+    void MoveChildrenInto(ChildList& children_IO) override;
 
 private:
     using SEntry = std::pair<std::string, std::shared_ptr<CSettingsObject>>;

@@ -1,7 +1,10 @@
 #include "Common/Settings/CSettingsNestingGuard.h"
 
+#include "Common/Settings/CSettingsWriteCheck.h"
+
 #include <cstdio>
 #include <stdexcept>
+#include <string>
 
 thread_local int CSettingsNestingGuard::sDepth = 0;
 
@@ -19,6 +22,17 @@ bool CSettingsNestingGuard::ReportIfTooDeep(const char* reader_I) const
     {
         std::fprintf(stderr, "%s: containers nested deeper than %d levels\n", reader_I,
                      kMaxNestingDepth);
+        return true;
+    }
+    return false;
+}
+
+bool CSettingsNestingGuard::RefuseWriteIfTooDeep() const
+{
+    if (TooDeep())
+    {
+        CSettingsWriteCheck::Refuse("containers nested deeper than " +
+                                    std::to_string(kMaxNestingDepth) + " levels");
         return true;
     }
     return false;

@@ -29,6 +29,9 @@ public:
     void ThrowIfTooDeep() const;
     // Prints the JSON readers' line for `reader_I` when TooDeep; returns TooDeep.
     bool ReportIfTooDeep(const char* reader_I) const;
+    // For the writers: refuses the write in progress (CSettingsWriteCheck.h) when TooDeep, so
+    // that nothing is written that the readers would refuse; returns TooDeep.
+    bool RefuseWriteIfTooDeep() const;
 
 private:
     static thread_local int sDepth;

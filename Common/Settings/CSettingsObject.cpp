@@ -127,3 +127,16 @@ template <> SPoint CSettingsObject::ToComplexType<SPoint>()
     point.y = Wrap32(static_cast<uint64_t>(map->IntegerForKeyWithDefault("y", 0)));
     return point;
 }
+
+void CSettingsObject::ReleaseWithoutRecursion(ChildList& children_IO)
+{
+    while (!children_IO.empty())
+    {
+        std::shared_ptr<CSettingsObject> child = std::move(children_IO.back());
+        children_IO.pop_back();
+        if (child && child.use_count() == 1)
+        {
+            child->MoveChildrenInto(children_IO);
+        }
+    }
+}

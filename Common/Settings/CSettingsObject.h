@@ -92,6 +92,14 @@ protected:
 
     CSettingsObject() = default;
 
+    using ChildList = std::vector<std::shared_ptr<CSettingsObject>>;
+    // Moves this object's children (a container's values) to the end of `children_IO`.
+    virtual void MoveChildrenInto(ChildList&) {}
+    // Releases `children_IO` with a loop instead of one destructor inside the other: a child
+    // held only here gives its own children to the list before it goes. The containers'
+    // destructors call it, so a tree a million levels deep is freed in constant stack.
+    static void ReleaseWithoutRecursion(ChildList& children_IO);
+
     // The checked conversion shared by the scalar CastToX functions: null stays null
     // silently; an object whose type name is `typeName_I` comes back as a T; anything else
     // prints "<castName_I> got source object of type <type>" and gives null.

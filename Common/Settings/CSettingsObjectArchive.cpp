@@ -9,6 +9,7 @@
 #include "Common/Settings/CSettingsMap.h"
 #include "Common/Settings/CSettingsObject.h"
 #include "Common/Settings/CSettingsString.h"
+#include "Common/Settings/CSettingsWriteCheck.h"
 
 #include <exception>
 #include <stdexcept>
@@ -62,8 +63,13 @@ std::vector<uint8_t> CSettingsObject::GetASN1Binary() const
     // would otherwise grow through 1, 2, 4, 8, 16 and 32 octets, a new block each time.
     std::vector<uint8_t> archive;
     archive.reserve(kArchiveCapacityHint);
+    CSettingsWriteCheck check;
     ASN1Coding::EncodeIntegerToArchive(ASN1Coding::kArchiveMagic, archive);
     AppendASN1Node(archive);
+    if (check.ReportIfRefused("GetASN1Binary"))
+    {
+        return {};
+    }
     return archive;
 }
 

@@ -9,6 +9,7 @@
 #include "Common/Settings/CSettingsNULL.h"
 #include "Common/Settings/CSettingsObject.h"
 #include "Common/Settings/CSettingsString.h"
+#include "Common/Settings/CSettingsWriteCheck.h"
 #include "Common/Settings/SettingsJSONLexer.h"
 
 #include <exception>
@@ -140,7 +141,13 @@ std::shared_ptr<CSettingsObject> CSettingsObject::ReadFromJSONFile(const std::st
 
 std::string CSettingsObject::GetJSONString() const
 {
-    return IsContainer(*this) ? CreateJSONNode(0) : std::string();
+    CSettingsWriteCheck check;
+    std::string text = IsContainer(*this) ? CreateJSONNode(0) : std::string();
+    if (check.ReportIfRefused("GetJSONString"))
+    {
+        return std::string();
+    }
+    return text;
 }
 
 bool CSettingsObject::SaveJSONToFile(const std::string& path_I) const
@@ -151,15 +158,17 @@ bool CSettingsObject::SaveJSONToFile(const std::string& path_I) const
     }
     try
     {
+        // The text first: a tree the readers would refuse leaves the file as it was. A
+        // container's text is never empty, so empty means refused.
+        const std::string text = GetJSONString();
+        if (text.empty())
+        {
+            return false;
+        }
         std::ofstream file(path_I, std::ios::binary | std::ios::trunc);
         if (!file)
         {
             return false;
-        }
-        std::string text = GetJSONString();
-        if (text.empty())
-        {
-            text = "{}";
         }
         file << text << '\n';
         file.close();

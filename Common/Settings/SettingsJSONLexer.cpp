@@ -1,6 +1,7 @@
 #include "Common/Settings/SettingsJSONLexer.h"
 
 #include <cctype>
+#include <cstdio>
 
 namespace SettingsJSONLexer
 {
@@ -54,5 +55,9 @@ std::string_view NumberRunAt(const std::string& buffer_I, size_t& pos_IO)
         ++pos_IO;
     }
     return std::string_view(buffer_I).substr(start, pos_IO - start);
+}
+void ReportMissingSeparator(const char* reader_I, size_t pos)
+{
+    std::fprintf(stderr, "%s: missing ',' before offset %zu\n", reader_I, pos);
 }
 } // namespace SettingsJSONLexer

@@ -27,6 +27,10 @@ bool SkipSpaceAndComments(const std::string& buffer_I, size_t& pos_IO);
 // If "//" stands at `pos_IO`, moves past the comment (to its line feed or the end) and
 // returns true.
 bool SkipComment(const std::string& buffer_I, size_t& pos_IO);
+// A value that follows the previous one with no ',' between them: prints
+// "<reader_I>: missing ',' before offset <pos>" on standard error. The readers give null
+// then, instead of letting the later value silently replace the earlier one.
+void ReportMissingSeparator(const char* reader_I, size_t pos);
 // The run of digits, '-', '+', '.', 'e' and 'E' at `pos_IO`; `pos_IO` moves past it.
 std::string TakeNumberRun(const std::string& buffer_I, size_t& pos_IO);
 // The same run without a copy (a view into `buffer_I`).

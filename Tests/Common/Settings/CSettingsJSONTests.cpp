@@ -1,6 +1,7 @@
 #include "Common/Settings/CSettingsNestingGuard.h"
 #include "SettingsTestSupport.h"
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -88,8 +89,8 @@ TEST(CSettingsJSON, ScalarsOfEveryKind)
     EXPECT_EQ(array->GetTraceString(),
               "array[0:integer[1], 1:double[2.500000], 2:double[-300.000000], 3:bool[true], "
               "4:null[], 5:string[x], 6:bool[false], 7:double[70.000000], 8:integer[0]]");
-    // Words need no delimiter; numbers stop at the first character outside their run.
-    EXPECT_EQ(Trace("[truefalse,1-2]"), "array[0:bool[false], 1:integer[1]]");
+    // Numbers stop at the first character outside their run.
+    EXPECT_EQ(Trace("[false,1-2]"), "array[0:bool[false], 1:integer[1]]");
     SOutput output;
     Read("[1-2]", &output);
     EXPECT_EQ(output.err, "CSettingsInteger::StringToInteger: ERROR: bad integer: 1-2\n");
@@ -155,10 +156,14 @@ TEST(CSettingsJSON, ContainerRules)
     EXPECT_EQ(Trace("{\"b\": 1, \"a\": 2, \"b\": 3}"), "map[a:integer[2], b:integer[3]]");
     EXPECT_EQ(Trace("{\"a\": 1,}"), "map[a:integer[1]]");
     EXPECT_EQ(Trace("[1,,2]"), "array[0:integer[1], 1:integer[2]]");
-    // A pair or element not followed by ',' or the closing bracket is replaced by the next.
-    EXPECT_EQ(Trace("{\"a\": 1 \"b\": 2}"), "map[b:integer[2]]");
-    EXPECT_EQ(Trace("[1 2]"), "array[0:integer[2]]");
-    // Missing colon, non-string or empty key, missing value, end of text: null.
+    // Missing separator (words need no delimiter, but the next value still needs its ','),
+    // missing colon, non-string or empty key, missing value, end of text: null.
+    for (const char* text : {"{\"a\": 1 \"b\": 2}", "[1 2]", "[truefalse]", "[[1] {}]"})
+    {
+        SOutput output;
+        EXPECT_EQ(Read(text, &output), nullptr) << text;
+        EXPECT_NE(output.err.find("missing ',' before offset "), std::string::npos) << text;
+    }
     EXPECT_EQ(Trace("{\"a\" 1}"), "(null)");
     EXPECT_EQ(Trace("{a: 1}"), "(null)");
     EXPECT_EQ(Trace("{\"\": 1}"), "(null)");
@@ -256,4 +261,71 @@ TEST(CSettingsJSON, NestingIsBounded)
     EXPECT_EQ(Read(deep, &output), nullptr);
     EXPECT_NE(output.err.find("nested deeper than 256 levels"), std::string::npos);
     EXPECT_TRUE(Read(nested(limit)));
+}
+
+// The writers refuse what the readers would refuse (a file is left as it was), and a tree
+// far deeper than that is still freed.
+TEST(CSettingsJSON, WritersRefuseWhatTheReadersCannotTakeBack)
+{
+    const int limit = CSettingsNestingGuard::kMaxNestingDepth;
+    auto nest = [](int depth, std::shared_ptr<CSettingsObject> leaf)
+    {
+        for (int i = 0; i < depth; ++i)
+        {
+            auto array = CSettingsArray::New();
+            array->AddObject(std::move(leaf));
+            leaf = array;
+        }
+        return leaf;
+    };
+    auto nonFinite = CSettingsArray::New();
+    for (double value : {1.0, std::nan(""), -HUGE_VAL})
+    {
+        nonFinite->AddObject(CSettingsDouble::New(value));
+    }
+    struct Case
+    {
+        std::shared_ptr<CSettingsObject> tree;
+        const char* jsonRefusal;    // empty: written and read back
+        const char* archiveRefusal; // the same for the archive
+    };
+    const std::string tooDeep = ": containers nested deeper than 256 levels\n";
+    const Case cases[] = {
+        {nest(limit, CSettingsInteger::New(1)), "", ""},
+        {nest(limit + 1, CSettingsInteger::New(1)), "GetJSONString", "GetASN1Binary"},
+        // Bytes are written to JSON as a one-entry object, a level deeper.
+        {nest(limit, CSettingsBytes::New({1})), "GetJSONString", ""},
+        {nonFinite, "GetJSONString", ""},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.jsonRefusal);
+        SOutput output;
+        std::string text;
+        std::vector<uint8_t> archive;
+        output = Capture([&] { text = c.tree->GetJSONString(); });
+        if (*c.jsonRefusal == '\0')
+        {
+            EXPECT_TRUE(Read(text) && Read(text)->IsEqualTo(c.tree));
+        }
+        else
+        {
+            EXPECT_EQ(text, "");
+            EXPECT_EQ(output.err.substr(0, output.err.find(':')), c.jsonRefusal);
+        }
+        output = Capture([&] { archive = c.tree->GetASN1Binary(); });
+        EXPECT_EQ(archive.empty(), *c.archiveRefusal != '\0');
+        EXPECT_EQ(output.err, *c.archiveRefusal ? c.archiveRefusal + tooDeep : "");
+    }
+    SOutput output = Capture([&] { EXPECT_EQ(nonFinite->GetJSONString(), ""); });
+    EXPECT_EQ(output.err, "GetJSONString: the double nan has no JSON form\n");
+
+    CScratchFile file("refused.json");
+    file.Write("[1]");
+    Capture([&] { EXPECT_FALSE(nonFinite->SaveJSONToFile(file.Path())); });
+    EXPECT_EQ(file.Contents(), "[1]");
+
+    // A million levels, freed without a destructor inside the other.
+    auto deep = nest(1000000, CSettingsMap::New());
+    deep.reset();
 }
