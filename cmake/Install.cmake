@@ -67,6 +67,11 @@ install(TARGETS tabletctl simdriver RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/Tools/SimulatedDriver/examples/"
     DESTINATION "${KEL_INSTALL_EXAMPLESDIR}" COMPONENT Tools
     FILES_MATCHING PATTERN "*.json")
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/tabletctl.bash"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" RENAME tabletctl
+    COMPONENT Tools)
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/_tabletctl"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT Tools)
 install(FILES "${PROJECT_SOURCE_DIR}/docs/man/tabletctl.1"
               "${PROJECT_SOURCE_DIR}/docs/man/simdriver.1"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT Tools)

@@ -2,6 +2,7 @@
 
 #include "Tools/tabletctl/CCommandError.h"
 #include "Tools/tabletctl/CToolSession.h"
+#include "Tools/tabletctl/SecondsValidator.h"
 
 #include <chrono>
 #include <cstdio>
@@ -73,7 +74,7 @@ void AddControlCommands(CLI::App& app_IO, const SToolOptions& options_I)
     quit->add_option("--wait", waitSeconds,
                      "Wait up to this many seconds until the coordinator has ended, and fail "
                      "if it has not")
-        ->check(CLI::NonNegativeNumber);
+        ->check(SecondsValidator(true));
     quit->footer("The coordinator answers the request, then ends; with --wait, tabletctl then "
                  "waits until the coordinator's port is gone.");
     quit->callback([&options_I] { Quit(options_I, waitSeconds); });

@@ -13,4 +13,6 @@ struct SToolOptions
     std::string mPortName = CKeltoClient::kCoordinatorPortName;
     // Seconds each request may take, each way.
     double mTimeout = 10.0;
+    // The settings library's own diagnostic lines are shown (on standard error).
+    bool mVerbose = false;
 };

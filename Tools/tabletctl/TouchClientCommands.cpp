@@ -3,6 +3,7 @@
 #include "Common/Settings/CSettingsArray.h"
 #include "Tools/tabletctl/CCommandError.h"
 #include "Tools/tabletctl/CToolSession.h"
+#include "Tools/tabletctl/SecondsValidator.h"
 #include "Tools/tabletctl/SettingsOutput.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -136,7 +137,7 @@ void AddTouchClientCommands(CLI::App& app_IO, const SToolOptions& options_I)
     listen
         ->add_option("--seconds", arguments.mSeconds,
                      "Stop after this many seconds (default: only on SIGINT or SIGTERM)")
-        ->check(CLI::PositiveNumber);
+        ->check(SecondsValidator(false));
     listen->add_option("--count", arguments.mCount,
                        "Stop after this many deliveries; fewer by the end is a failure");
     listen->footer("The coordinator sends the capabilities of all tablets each time it "

@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Runs transcript files: each command of a file, and what it must print and return.
+
+    transcript.py [--path DIR]... [--set NAME=VALUE]... FILE...
+
+A transcript is a list of steps, one line each:
+    $ COMMAND     run by sh in a scratch directory of the file's own, with every --path
+                  directory first on PATH, each --set variable set, and KELTO_PORT_DIR an
+                  empty port directory of its own
+    > TEXT        a line of standard output; the lines given are the whole output
+    ! TEXT        a line of standard error; likewise
+    >~ TEXT       standard output holds TEXT somewhere (instead of whole lines)
+    !~ TEXT       standard error holds TEXT somewhere
+    ? N           the exit status (0 when not given)
+Lines starting with # and blank lines are ignored. Each command may take 30 seconds.
+Prints one line per failed step (file:line and the difference) and "N passed, M failed".
+"""
+import argparse
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+
+def steps(path):
+    current = None
+    with open(path, encoding="utf-8") as text:
+        for number, line in enumerate(text, 1):
+            line = line.rstrip("\n")
+            if not line.strip() or line.startswith("#"):
+                continue
+            mark, _, rest = line.partition(" ")
+            if mark == "$":
+                if current:
+                    yield current
+                current = {"line": number, "command": rest, "out": None, "err": None,
+                           "out~": [], "err~": [], "status": 0}
+            elif current is None:
+                raise SystemExit(f"{path}:{number}: a step must start with '$ '")
+            elif mark in (">", "!"):
+                key = "out" if mark == ">" else "err"
+                current[key] = (current[key] or []) + [rest]
+            elif mark in (">~", "!~"):
+                current["out~" if mark == ">~" else "err~"].append(rest)
+            elif mark == "?":
+                current["status"] = int(rest)
+            else:
+                raise SystemExit(f"{path}:{number}: unknown mark '{mark}'")
+    if current:
+        yield current
+
+
+def run(path, directories, variables):
+    passed = failed = 0
+    scratch = tempfile.mkdtemp(prefix="transcript_")
+    try:
+        ports = os.path.join(scratch, ".ports")
+        os.mkdir(ports, 0o700)
+        env = dict(os.environ, **variables, KELTO_PORT_DIR=ports,
+                   PATH=os.pathsep.join(directories + [os.environ.get("PATH", "")]))
+        for step in steps(path):
+            try:
+                done = subprocess.run(["sh", "-c", step["command"]], cwd=scratch, env=env,
+                                      capture_output=True, timeout=30, stdin=subprocess.DEVNULL)
+                result = {"status": done.returncode,
+                          "out": done.stdout.decode(errors="replace"),
+                          "err": done.stderr.decode(errors="replace")}
+            except subprocess.TimeoutExpired:
+                result = {"status": "timed out", "out": "", "err": ""}
+            problems = []
+            if result["status"] != step["status"]:
+                problems.append(f"exit status {result['status']}, expected {step['status']}")
+            for key, name in (("out", "standard output"), ("err", "standard error")):
+                if step[key] is not None or not step[key + "~"]:
+                    expected = "".join(line + "\n" for line in step[key] or [])
+                    if result[key] != expected:
+                        problems.append(f"{name}:\n{result[key]!r}\nexpected:\n{expected!r}")
+                for text in step[key + "~"]:
+                    if text not in result[key]:
+                        problems.append(f"{name} lacks {text!r}:\n{result[key]!r}")
+            if problems:
+                failed += 1
+                print(f"{path}:{step['line']}: $ {step['command']}")
+                for problem in problems:
+                    print("    " + problem.replace("\n", "\n    "))
+            else:
+                passed += 1
+    finally:
+        shutil.rmtree(scratch, ignore_errors=True)
+    return passed, failed
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--path", action="append", default=[])
+    parser.add_argument("--set", action="append", default=[])
+    parser.add_argument("files", nargs="+")
+    arguments = parser.parse_args()
+    passed = failed = 0
+    for path in arguments.files:
+        p, f = run(path, [os.path.abspath(d) for d in arguments.path],
+                   dict(item.split("=", 1) for item in arguments.set))
+        passed, failed = passed + p, failed + f
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
