@@ -13,8 +13,9 @@ namespace
 // The touch API version query has no name of its own.
 constexpr auto kTouchAPIVersionQuery = static_cast<EEventIdentifier>(508);
 // Parameters that a simulated driver answers with its generic answer.
-constexpr EEventIdentifier kTabletParameters[] = {
-    EParameterIDName, EParameterIDModel, EParameterIDPressureRange1, EParameterIDOrientation};
+constexpr EEventIdentifier kTabletParameters[] = {EParameterIDName, EParameterIDFriendlyName,
+                                                  EParameterIDPressureRange1,
+                                                  EParameterIDOrientation};
 
 std::uint32_t RequestWord(unsigned int client_I, unsigned int sequence_I)
 {

@@ -112,6 +112,10 @@ KELSTATUS CSimulatedDriver::Process(CEventPacket& packet_IO, const SSimRequest& 
     case ESimRequestKind::eTouchCapabilities:
         return TouchCapabilities(packet_IO, request_I);
 
+    case ESimRequestKind::eModel:
+    case ESimRequestKind::eSerialNumber:
+        return TabletText(packet_IO, request_I);
+
     case ESimRequestKind::eTabletBlockSize:
         if (!get)
         {
@@ -241,6 +245,28 @@ KELSTATUS CSimulatedDriver::TouchCapabilities(CEventPacket& packet_IO, const SSi
         return Answer(packet_IO, KELSTATUS_OBJECT_NOT_FOUND);
     }
     PackSettings(packet_IO, *mTablets[static_cast<size_t>(tablet)].touchCapabilities);
+    return Answer(packet_IO, KELSTATUS_SUCCESS);
+}
+
+KELSTATUS CSimulatedDriver::TabletText(CEventPacket& packet_IO, const SSimRequest& request_I)
+{
+    if (request_I.command != ECommandGet)
+    {
+        return Answer(packet_IO, KELSTATUS_METHOD_NOT_IMPLEMENTED);
+    }
+    const int tablet = FindTablet(request_I);
+    if (tablet < 0)
+    {
+        return Answer(packet_IO, KELSTATUS_OBJECT_NOT_FOUND);
+    }
+    const SSimTablet& found = mTablets[static_cast<size_t>(tablet)];
+    const std::string& text =
+        request_I.kind == ESimRequestKind::eModel ? found.model : found.serialNumber;
+    if (text.empty())
+    {
+        return Answer(packet_IO, KELSTATUS_RESOURCE_MISSING);
+    }
+    packet_IO.PackData(static_cast<unsigned int>(text.size() + 1), text.c_str());
     return Answer(packet_IO, KELSTATUS_SUCCESS);
 }
 

@@ -80,6 +80,7 @@ private:
     KELSTATUS GenericAnswer(CEventPacket& packet_IO, const SSimRequest& request_I);
     KELSTATUS SystemID(CEventPacket& packet_IO, const SSimRequest& request_I);
     KELSTATUS TouchCapabilities(CEventPacket& packet_IO, const SSimRequest& request_I);
+    KELSTATUS TabletText(CEventPacket& packet_IO, const SSimRequest& request_I);
     KELSTATUS TabletBlock(CEventPacket& packet_IO, const SSimRequest& request_I);
     KELSTATUS TouchClient(CEventPacket& packet_IO, const SSimRequest& request_I);
     KELSTATUS DestroyTablet(CEventPacket& packet_IO);

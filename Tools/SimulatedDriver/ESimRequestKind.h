@@ -13,6 +13,8 @@
     X(eFileVersion, "file-version")                                                                \
     X(eSystemID, "system-id")                                                                      \
     X(eTouchCapabilities, "touch-capabilities")                                                    \
+    X(eModel, "model")                                                                             \
+    X(eSerialNumber, "serial-number")                                                              \
     X(eTabletBlockSize, "tablet-block-size")                                                       \
     X(eTabletBlock, "tablet-block")                                                                \
     X(eTabletCount, "tablet-count")                                                                \

@@ -21,7 +21,10 @@ struct SSimTablet
     // The driver's own idea of the tablet's system ID, answered until the coordinator sets
     // another one. It may be stale (left from an earlier coordinator) on purpose.
     std::uint16_t systemID = 0;
+    // Answered as text with its terminating 0 to a get of the tablet's model and serial
+    // number; empty: the driver does not know it (KELSTATUS_RESOURCE_MISSING).
     std::string model;
+    std::string serialNumber;
     // Answered to the touch capabilities request; null: the tablet has none.
     std::shared_ptr<CSettingsMap> touchCapabilities;
 };

@@ -23,6 +23,10 @@ ESimRequestKind KindOfLastKey(const OBJECT_KEY& last_I)
         return ESimRequestKind::eSystemID;
     case EParameterIDTabletMultiTouchCapabilities:
         return ESimRequestKind::eTouchCapabilities;
+    case EParameterIDModel:
+        return ESimRequestKind::eModel;
+    case EParameterIDSerialNumber:
+        return ESimRequestKind::eSerialNumber;
     case EParameterIDSize:
         return Reference(last_I) == EParameterIDTabletBlock ? ESimRequestKind::eTabletBlockSize
                                                             : ESimRequestKind::eOther;

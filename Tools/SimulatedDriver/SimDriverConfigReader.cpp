@@ -193,7 +193,7 @@ std::optional<int> CommandFromName(const std::string& name_I)
 
 SSimTablet ReadTablet(const CSettingsMap& map_I, size_t index_I, const std::string& where_I)
 {
-    CheckKeys(map_I, where_I, {"SystemID", "Model", "TouchCapabilities"});
+    CheckKeys(map_I, where_I, {"SystemID", "Model", "SerialNumber", "TouchCapabilities"});
     SSimTablet tablet;
     tablet.systemID = static_cast<std::uint16_t>(index_I);
     if (Has(map_I, "SystemID"))
@@ -204,6 +204,10 @@ SSimTablet ReadTablet(const CSettingsMap& map_I, size_t index_I, const std::stri
     if (Has(map_I, "Model"))
     {
         tablet.model = String(map_I, "Model", Join(where_I, "Model"));
+    }
+    if (Has(map_I, "SerialNumber"))
+    {
+        tablet.serialNumber = String(map_I, "SerialNumber", Join(where_I, "SerialNumber"));
     }
     if (map_I.IsKeyPresent("TouchCapabilities"))
     {

@@ -116,7 +116,8 @@ CONFIGURATION
       "Tablets"         array of objects, local index 0 first:
           "SystemID"          integer 0 to 65535: the driver's own (possibly stale) idea of
                               the tablet's system ID (default: the local index)
-          "Model"             string
+          "Model"             string: answered to a get of the tablet's model
+          "SerialNumber"      string: answered to a get of its serial number
           "TouchCapabilities" object: the settings map answered for the tablet
       "LastTabletUsed"  integer: local index of the tablet used last, -1 for none (default)
       "LastTabletUsedTimestamp"  integer 0 to 4294967295 (default 0)

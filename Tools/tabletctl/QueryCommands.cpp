@@ -4,12 +4,18 @@
 #include "Tools/tabletctl/CToolSession.h"
 #include "Tools/tabletctl/SettingsOutput.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace
 {
+// Room for a tablet's model or serial number in the request that asks for it.
+constexpr size_t kTabletTextRoom = 128;
+
 // The two driver processes, by driver ID.
 const char* DriverName(std::int32_t driverID_I)
 {
@@ -22,6 +28,28 @@ const char* DriverName(std::int32_t driverID_I)
     default:
         return "?";
     }
+}
+
+// A tablet's model or serial number as its driver reports it (text ending in 0); empty when
+// the driver does not say. The request carries room for the answer, which a legacy driver
+// needs: it answers within the data it was sent.
+std::string TabletText(CToolSession& session_IO, std::uint32_t systemID_I,
+                       EEventIdentifier parameter_I)
+{
+    CKeltoClient::SRequest request;
+    request.mCommand = ECommandGet;
+    request.mKeys = {
+        {EObjectIDDriver}, {EObjectIDTablet, systemID_I, EAddrModeByID}, {parameter_I}};
+    request.mData.assign(kTabletTextRoom, 0);
+    CKeltoClient::SReply reply;
+    if (session_IO.Client().Send(request, reply) != KELSTATUS_SUCCESS ||
+        reply.mStatus != KELSTATUS_SUCCESS)
+    {
+        return std::string();
+    }
+    std::string text(reply.mData.begin(), reply.mData.end());
+    text.erase(std::min(text.find('\0'), text.size()));
+    return text;
 }
 
 std::string Line(const char* format_I, long long value_I)
@@ -52,24 +80,48 @@ void Tablets(const SToolOptions& options_I)
     unsigned short lastUsed = CKeltoClient::kNoTablet;
     session.Check(session.Client().GetLastTabletUsed(lastUsed), "the last tablet used");
 
+    // Model and serial number tell identical tablets apart, where the drivers report them.
+    std::vector<std::pair<std::string, std::string>> names;
+    size_t modelWidth = std::string("Model").size();
+    for (const CKeltoClient::STablet& tablet : tablets)
+    {
+        names.emplace_back(TabletText(session, tablet.mSystemID, EParameterIDModel),
+                           TabletText(session, tablet.mSystemID, EParameterIDSerialNumber));
+        modelWidth = std::max(modelWidth, names.back().first.size());
+    }
+    auto optional = [](const std::string& text_I)
+    { return text_I.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(text_I); };
+    auto trimmed = [](std::string line_I)
+    {
+        line_I.erase(line_I.find_last_not_of(' ') + 1);
+        return line_I + "\n";
+    };
+
     nlohmann::ordered_json rows = nlohmann::ordered_json::array();
     std::string text = "Tablets: " + std::to_string(tablets.size()) + "\n";
     if (!tablets.empty())
     {
-        text += "  System ID  Driver     Index  Last used\n";
+        text += trimmed("  System ID  Driver     Index  Last used  " +
+                        std::string("Model").append(modelWidth - 5, ' ') + "  Serial number");
     }
-    for (const CKeltoClient::STablet& tablet : tablets)
+    for (size_t i = 0; i < tablets.size(); ++i)
     {
+        const CKeltoClient::STablet& tablet = tablets[i];
+        const auto& [model, serialNumber] = names[i];
         const bool last = tablet.mSystemID == lastUsed;
         rows.push_back({{"systemID", tablet.mSystemID},
                         {"driverID", tablet.mDriverID},
                         {"driver", DriverName(tablet.mDriverID)},
                         {"index", tablet.mTabletIndex},
-                        {"lastUsed", last}});
+                        {"lastUsed", last},
+                        {"model", optional(model)},
+                        {"serialNumber", optional(serialNumber)}});
         char line[128];
-        std::snprintf(line, sizeof line, "  %9u  %d %-7s  %5d", tablet.mSystemID, tablet.mDriverID,
-                      DriverName(tablet.mDriverID), tablet.mTabletIndex);
-        text += std::string(line) + (last ? "  yes\n" : "\n");
+        std::snprintf(line, sizeof line, "  %9u  %d %-7s  %5d  %-9s  ", tablet.mSystemID,
+                      tablet.mDriverID, DriverName(tablet.mDriverID), tablet.mTabletIndex,
+                      last ? "yes" : "");
+        text += trimmed(line + std::string(model).append(modelWidth - model.size(), ' ') + "  " +
+                        serialNumber);
     }
     nlohmann::ordered_json json = {{"tablets", rows}};
     json["lastTabletUsed"] = lastUsed == CKeltoClient::kNoTablet ? nlohmann::ordered_json(nullptr)
@@ -137,7 +189,9 @@ void AddQueryCommands(CLI::App& app_IO, const SToolOptions& options_I)
 
     CLI::App* tablets = app_IO.add_subcommand(
         "tablets", "Print the tablet table: system ID, owning driver, index, last used");
-    tablets->footer("The table is the one the coordinator sent the drivers at its last "
+    tablets->footer("The model and serial number come from each tablet's driver, where it "
+                    "reports them. "
+                    "The table is the one the coordinator sent the drivers at its last "
                     "synchronisation (tabletctl sync makes a new one). Driver 0 is the Kelto "
                     "tablet driver, driver 1 the Pen tablet driver; the index counts the "
                     "driver's own tablets.");

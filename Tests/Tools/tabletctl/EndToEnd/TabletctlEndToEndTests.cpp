@@ -62,9 +62,9 @@ TEST_F(TabletctlEndToEnd, TextForPeople)
         {"count", "Tablets: 2\n"},
         {"count --by-id", "Tablets with a system ID, as the drivers count them: 2\n"},
         {"tablets", "Tablets: 2\n"
-                    "  System ID  Driver     Index  Last used\n"
-                    "          0  0 Kelto        0  yes\n"
-                    "          1  1 Pen          0\n"},
+                    "  System ID  Driver     Index  Last used  Model        Serial number\n"
+                    "          0  0 Kelto        0  yes        Kelto Pro M  8KPM01234\n"
+                    "          1  1 Pen          0             Kelto Pen S\n"},
         {"last-tablet", "Last tablet used: 0\n"},
         {"touch-api 1", "Multi-touch API answer: 3\n"},
         {"capabilities", std::string("Touch capabilities of 1 tablet:\n") + kKeltoCapabilities},
@@ -96,7 +96,8 @@ TEST_F(TabletctlEndToEnd, JSONForPrograms)
     ASSERT_EQ(tablets["tablets"].size(), 2u);
     EXPECT_EQ(tablets["tablets"][1],
               nlohmann::json::parse(R"({"systemID": 1, "driverID": 1, "driver": "Pen",
-                                        "index": 0, "lastUsed": false})"));
+                                        "index": 0, "lastUsed": false,
+                                        "model": "Kelto Pen S", "serialNumber": null})"));
     EXPECT_EQ(tablets["lastTabletUsed"], 0);
     EXPECT_TRUE(JSONOf("version")["protocolVersion"].is_number_integer());
     EXPECT_EQ(JSONOf("capabilities")["capabilities"][0]["MultiTouchDeviceName"], "Kelto Pro M");
