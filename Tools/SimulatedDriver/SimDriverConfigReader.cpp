@@ -7,6 +7,8 @@
 #include "Common/Settings/CSettingsMap.h"
 #include "Common/Settings/CSettingsString.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -417,6 +419,26 @@ void ReadTop(const CSettingsMap& map_I, SSimDriverConfig& config_O)
         }
     }
 }
+
+// Why a text the settings reader refused is not a configuration: for text that is not JSON,
+// the line and column where a strict parser stops ("line 3, column 7: ..."); the reader
+// itself says only that it failed.
+std::string WhereJSONFails(const std::string& jsonText_I)
+{
+    try
+    {
+        const nlohmann::json parsed = nlohmann::json::parse(jsonText_I, nullptr, true, true);
+        (void)parsed;
+    }
+    catch (const nlohmann::json::parse_error& error)
+    {
+        // "[json.exception.parse_error.101] parse error at line 1, column 9: syntax error ..."
+        std::string what = error.what();
+        const size_t at = what.find(" at line ");
+        return at == std::string::npos ? what : what.substr(at + 4);
+    }
+    return "not a JSON object";
+}
 } // namespace
 
 FileVersion SimPacketMessagingVersion(const std::string& portName_I)
@@ -440,7 +462,7 @@ bool ReadSimDriverConfigText(const std::string& jsonText_I, SSimDriverConfig& co
         CSettingsMap::CastToMap(CSettingsObject::ReadFromJSONBuffer(jsonText_I), false);
     if (!top)
     {
-        error_O = "not a JSON object";
+        error_O = WhereJSONFails(jsonText_I);
         return false;
     }
     SSimDriverConfig config;

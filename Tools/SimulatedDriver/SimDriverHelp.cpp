@@ -10,6 +10,7 @@ std::string SimDriverHelpText()
 SYNOPSIS
     simdriver [--trace] CONFIG.json
     simdriver --check CONFIG.json
+    simdriver --version
     simdriver --help
 
 DESCRIPTION
@@ -30,6 +31,7 @@ OPTIONS
                   simdriver[Kelto]: 'KEPK' get system-id tablet #0 -> status 0x0000, 2 bytes of data
     --check     Read CONFIG.json, report the first problem, and exit without serving.
     --help      This text.
+    --version   The program's version.
 
 SIGNALS
     SIGTERM, SIGINT, SIGHUP   stop serving and exit with status 0.

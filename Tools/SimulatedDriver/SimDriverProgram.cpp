@@ -115,10 +115,12 @@ int SimDriverMain(int argc, char** argv)
     bool help = false;
     bool trace = false;
     bool check = false;
+    bool version = false;
     std::string path;
     app.add_flag("-h,--help", help);
     app.add_flag("--trace", trace);
     app.add_flag("--check", check);
+    app.add_flag("--version", version);
     app.add_option("config", path);
     try
     {
@@ -132,6 +134,11 @@ int SimDriverMain(int argc, char** argv)
     if (help)
     {
         std::fputs(SimDriverHelpText().c_str(), stdout);
+        return eExitStopped;
+    }
+    if (version)
+    {
+        std::printf("simdriver %s\n", KEL_PROJECT_VERSION);
         return eExitStopped;
     }
     if (path.empty())

@@ -121,7 +121,8 @@ TEST(SimDriverConfigReader, RefusesEachMistakeWithALineNamingTheKey)
         std::string expected;
     };
     const SCase cases[] = {
-        {"not json at all", "not a JSON object"},
+        {"not json at all", "line 1, column 2: syntax error while parsing value"},
+        {"{\"Tablets\": [1\n 2]}", "line 2, column 2: syntax error while parsing array"},
         {"[1, 2]", "not a JSON object"},
         {R"({"Version": "6.3.0"})", "PortName: is required"},
         {"{" + kKelto + "}", "Version: is required"},
