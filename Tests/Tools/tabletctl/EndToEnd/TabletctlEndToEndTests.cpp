@@ -11,6 +11,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -187,9 +188,30 @@ TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_TRUE(ReadFile(out).ends_with("Received 1 delivery.\n")) << ReadFile(out);
 
+    // On a terminal, sync shows what it is doing on a line it erases again.
+    std::string terminal;
+    if (FILE* pipe = popen("timeout -s KILL 60 script -qec '" KEL_TEST_BINARY_DIR
+                           "/Tools/tabletctl/tabletctl sync' /dev/null",
+                           "r"))
+    {
+        char chunk[256];
+        for (size_t got; (got = fread(chunk, 1, sizeof chunk, pipe)) > 0;)
+        {
+            terminal.append(chunk, got);
+        }
+        pclose(pipe);
+    }
+    EXPECT_EQ(terminal, "\rSynchronising the tablet table with the drivers...\033[K\r\033[K"
+                        "The coordinator synchronised its tablet table with the drivers.\r\n");
+
     SRun quit = RunTabletctl("quit --wait 10");
     EXPECT_EQ(quit.status, 0) << quit.err;
     EXPECT_EQ(quit.out, "The coordinator has quit.\n");
+    // Not only its port: the process has ended (its parent, this test, has yet to reap it).
+    std::ifstream stat("/proc/" + std::to_string(mSystem.Coordinator().Pid()) + "/stat");
+    std::string state;
+    std::getline(stat, state);
+    EXPECT_TRUE(state.empty() || state.find(") Z ") != std::string::npos) << state;
     EXPECT_EQ(mSystem.Coordinator().WaitForExit(CoordinatorWithDrivers::kSeconds), 0);
     EXPECT_EQ(RunTabletctl("count").status, 3);
 }
