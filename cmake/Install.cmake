@@ -72,7 +72,8 @@ install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/tabletctl.bash"
     COMPONENT Tools)
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/completion/_tabletctl"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" COMPONENT Tools)
-install(FILES "${PROJECT_SOURCE_DIR}/docs/man/tabletctl.1"
+install(FILES "${PROJECT_SOURCE_DIR}/docs/man/TabletDriver.1"
+              "${PROJECT_SOURCE_DIR}/docs/man/tabletctl.1"
               "${PROJECT_SOURCE_DIR}/docs/man/simdriver.1"
     DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT Tools)
 

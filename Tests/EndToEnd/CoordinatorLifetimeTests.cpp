@@ -31,10 +31,11 @@ class CoordinatorLifetimeTests : public ::testing::Test
 protected:
     std::unique_ptr<CoordinatorProcess>
     Launch(const std::string& name, const std::vector<std::string>& environment = {},
-           const std::string& program = CoordinatorProcess::ProgramPath())
+           const std::string& program = CoordinatorProcess::ProgramPath(),
+           const std::vector<std::string>& arguments = {})
     {
         auto process = std::make_unique<CoordinatorProcess>(Scratch(name + ".log"), program);
-        EXPECT_TRUE(process->Start(environment));
+        EXPECT_TRUE(process->Start(environment, arguments));
         return process;
     }
 
@@ -165,6 +166,28 @@ TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
     EXPECT_EQ(unrelated->WaitForExit(0), -1) << "a coordinator of another directory was killed";
     EXPECT_EQ(fresh->Stop(), 0) << fresh->Log();
     EXPECT_EQ(unrelated->Stop(), 0) << unrelated->Log();
+}
+
+// A second coordinator started by mistake leaves the one that answers alone; --replace
+// replaces it.
+TEST_F(CoordinatorLifetimeTests, AnsweringCoordinatorIsReplacedOnlyWhenAskedTo)
+{
+    auto running = Running("running");
+    auto second = Launch("second");
+    EXPECT_EQ(second->WaitForExit(40), 255);
+    EXPECT_NE(second->Log().find("*** Another coordinator serves "
+                                 "com.kelto.CoordinatorMessageServer and answers; it is left "
+                                 "running (start with --replace to replace it) ***"),
+              std::string::npos)
+        << second->Log();
+    EXPECT_EQ(second->Log().find("Killing the other coordinator."), std::string::npos);
+    EXPECT_EQ(running->WaitForExit(0), -1) << "the answering coordinator was ended";
+
+    auto replacing = Launch("replacing", {}, CoordinatorProcess::ProgramPath(), {"--replace"});
+    ASSERT_TRUE(replacing->WaitForLog("CMacInputs::InitMessageServer succeeded.", 40))
+        << replacing->Log();
+    EXPECT_EQ(running->WaitForExit(kAnswerSeconds), 128 + SIGKILL);
+    EXPECT_EQ(replacing->Stop(), 0) << replacing->Log();
 }
 
 TEST_F(CoordinatorLifetimeTests, PortThatCannotBeHadFailsStartUpWithTheMessage)

@@ -119,7 +119,7 @@ bool HasWord(const std::string& text_I, const std::string& word_I)
 // sections a manual page is expected to have.
 TEST(ManualPages, AreInstalledAndReadByGroffWithoutWarnings)
 {
-    for (const char* program : {"tabletctl", "simdriver"})
+    for (const char* program : {"TabletDriver", "tabletctl", "simdriver"})
     {
         SCOPED_TRACE(program);
         const fs::path page = ManualPage(program);

@@ -45,7 +45,8 @@ CoordinatorProcess::CoordinatorProcess(std::string logPath, std::string programP
 {
 }
 
-bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
+bool CoordinatorProcess::Start(const std::vector<std::string>& environment,
+                               const std::vector<std::string>& arguments)
 {
     // Nobody at the console unless the test says otherwise, so that the start-up does not
     // depend on this machine's login.
@@ -57,7 +58,9 @@ bool CoordinatorProcess::Start(const std::vector<std::string>& environment)
         variables.push_back("KELTO_CONSOLE_USER=none");
     }
     mProcess.reset();
-    mProcess.emplace(std::vector<std::string>{mProgramPath}, mLogPath, variables);
+    std::vector<std::string> command{mProgramPath};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    mProcess.emplace(command, mLogPath, variables);
     return mProcess->Started();
 }
 

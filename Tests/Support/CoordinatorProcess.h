@@ -25,9 +25,10 @@ public:
     // Output goes to `logPath`; `programPath` is the program to start.
     explicit CoordinatorProcess(std::string logPath, std::string programPath = ProgramPath());
 
-    // Starts it; `environment` entries ("NAME=value") are added to, or replace, this
-    // process's own.
-    bool Start(const std::vector<std::string>& environment = {});
+    // Starts it with `arguments`; `environment` entries ("NAME=value") are added to, or
+    // replace, this process's own.
+    bool Start(const std::vector<std::string>& environment = {},
+               const std::vector<std::string>& arguments = {});
     // Whether its message port answers within `seconds` (false at once if it ended).
     bool WaitUntilServing(double seconds);
     // Whether `text` appears in its output within `seconds`.

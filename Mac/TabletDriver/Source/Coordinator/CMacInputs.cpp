@@ -64,7 +64,15 @@ KELSTATUS CMacInputs::InitMessageServer()
 {
     const StCFString portName(kPortName);
     KELSTATUS status = mMessageServer.Init(portName.Get(), MessageServerCallback, &mMessageServer);
-    if (status != KELSTATUS_SUCCESS)
+    if (status != KELSTATUS_SUCCESS && !sReplaceAnswering && OtherCoordinatorAnswers())
+    {
+        // Someone started a second coordinator by mistake: the running one stays.
+        syslog(LOG_ERR,
+               "*** Another coordinator serves %s and answers; it is left running "
+               "(start with --replace to replace it) ***",
+               kPortName);
+    }
+    else if (status != KELSTATUS_SUCCESS)
     {
         status = KillOtherCoordinator();
         KelAssertLine(114, status == KELSTATUS_SUCCESS);
@@ -151,6 +159,28 @@ KELSTATUS CMacInputs::ProcessKeltoEvent(CEventPacket& packet_IO)
     }
     packet_IO.RetreatCurrentKey();
     return mpRoutingTable->ProcessEvent(&packet_IO);
+}
+
+bool CMacInputs::OtherCoordinatorAnswers()
+{
+    const StCFString portName(kPortName);
+    CFMessagePortRef remote = CFMessagePortCreateRemote(kCFAllocatorDefault, portName.Get());
+    if (remote == nullptr)
+    {
+        return false;
+    }
+    // The byte-order probe: the cheapest request every coordinator answers.
+    CFDataRef reply = nullptr;
+    const SInt32 result =
+        CFMessagePortSendRequest(remote, kMessageIDEndianness, nullptr, kAnswerProbeSeconds,
+                                 kAnswerProbeSeconds, kCFRunLoopDefaultMode, &reply);
+    if (reply != nullptr)
+    {
+        CFRelease(reply);
+    }
+    CFMessagePortInvalidate(remote);
+    CFRelease(remote);
+    return result == kCFMessagePortSuccess;
 }
 
 KELSTATUS CMacInputs::KillOtherCoordinator()

@@ -55,6 +55,13 @@ public:
     static constexpr const char* kCoordinatorProcessName = "TabletDriver";
     // The information dictionary key of the protocol version; the spelling is the key's own.
     static constexpr const char* kProtocolVersionKey = "Protocal";
+    // How long a coordinator that holds the port may take to answer before it is taken to
+    // be stuck, and replaced.
+    static constexpr double kAnswerProbeSeconds = 2.0;
+
+    // Whether a coordinator that holds the port and answers is replaced (--replace). By
+    // default it is left alone and start-up fails; one that does not answer is replaced.
+    static void SetReplaceAnsweringCoordinator(bool replace_I) { sReplaceAnswering = replace_I; }
 
     // The object class of a count event that is answered here.
     static constexpr DescType kTabletClass = 'Tblt';
@@ -98,6 +105,9 @@ public:
 
     // Kills the other "TabletDriver" and waits (up to 30 seconds) until it is gone.
     static KELSTATUS KillOtherCoordinator();
+    // Whether the process that serves the coordinator's port answers a request within
+    // kAnswerProbeSeconds.
+    static bool OtherCoordinatorAnswers();
     // The table's tablet count, as a count request by index gets it (after a sync when the
     // drivers' total changed); 0 when nothing answered.
     unsigned int GetNumberOfTablets();
@@ -121,4 +131,6 @@ public:
 
 private:
     CMacMessagingServer mMessageServer;
+
+    inline static bool sReplaceAnswering = false;
 };

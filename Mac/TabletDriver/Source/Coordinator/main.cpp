@@ -1,14 +1,40 @@
 // The coordinator program: start-up, then the application's run loop until it terminates.
 #include "Mac/TabletDriver/Source/Coordinator/CMacCoordinatorMain.h"
+#include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
+#include "Mac/TabletDriver/Source/Coordinator/CoordinatorArguments.h"
 #include "Mac/TabletDriver/Source/Coordinator/OCoordinatorAppController.h"
 
 #include <AppKit/AppKit.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <syslog.h>
 
 int main(int argc, char* argv[])
 {
+    const SCoordinatorArguments arguments = ReadCoordinatorArguments(argc, argv);
+    if (!arguments.mUnknown.empty())
+    {
+        std::fprintf(stderr, "TabletDriver: unknown argument '%s' (see TabletDriver --help)\n",
+                     arguments.mUnknown.c_str());
+        return 2;
+    }
+    if (arguments.mHelp)
+    {
+        std::fputs(CoordinatorUsage().c_str(), stdout);
+        return 0;
+    }
+    if (arguments.mVersion)
+    {
+        unsigned int protocol = 0;
+        const bool known = CMacInputs::GetProtocolVersion(protocol) == KELSTATUS_SUCCESS;
+        std::printf("TabletDriver %s (protocol version %s)\n", KEL_PROJECT_VERSION,
+                    known ? std::to_string(protocol).c_str() : "unknown");
+        return 0;
+    }
+    CMacInputs::SetReplaceAnsweringCoordinator(arguments.mReplace);
+
     // Operational messages go to the system log; a copy goes to standard error, where a
     // machine without a log daemon, or whoever started the program, can still read them.
     openlog("TabletDriver", LOG_PID | LOG_PERROR, LOG_USER);
