@@ -8,7 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <fstream>
 #include <memory>
 #include <regex>
@@ -121,6 +126,54 @@ TEST_F(CoordinatorLifetimeTests, HangUpInterruptQuitAbortAndTerminateEndItCleanl
         EXPECT_EQ(coordinator->WaitForExit(kAnswerSeconds), 0) << "signal " << signal << "\n"
                                                                << coordinator->Log();
     }
+}
+
+// Under systemd: each system log line reaches the journal once (not a second time through
+// standard error when that is the journal stream), and the service manager hears READY=1
+// once the port is served and STOPPING=1 on the way out.
+TEST_F(CoordinatorLifetimeTests, TellsTheServiceManagerAndLogsToTheJournalOnce)
+{
+    const std::string socketPath = Scratch("notify");
+    const int notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(socketPath.size(), sizeof address.sun_path);
+    std::memcpy(address.sun_path, socketPath.c_str(), socketPath.size() + 1);
+    ASSERT_EQ(bind(notify, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    auto next = [notify]
+    {
+        pollfd wait = {notify, POLLIN, 0};
+        char message[256] = {};
+        if (poll(&wait, 1, static_cast<int>(kAnswerSeconds * 1000)) != 1)
+        {
+            return std::string("(nothing)");
+        }
+        return std::string(message, static_cast<size_t>(
+                                         std::max<ssize_t>(0, recv(notify, message, 255, 0))));
+    };
+
+    // Its standard error is the log file; JOURNAL_STREAM names it, or another file.
+    const std::string logPath = Scratch("journal.log");
+    std::ofstream(logPath).close();
+    struct stat log = {};
+    ASSERT_EQ(stat(logPath.c_str(), &log), 0);
+    for (const bool journal : {true, false})
+    {
+        SCOPED_TRACE(journal ? "standard error is the journal" : "it is not");
+        const std::string stream = std::to_string(log.st_dev) + ":" +
+                                   std::to_string(log.st_ino + (journal ? 0 : 1));
+        auto coordinator = Launch(journal ? "journal" : "plain",
+                                  {"JOURNAL_STREAM=" + stream, "NOTIFY_SOCKET=" + socketPath});
+        EXPECT_EQ(next(), "READY=1");
+        ASSERT_TRUE(coordinator->WaitForLog(kLaunched, kAnswerSeconds)) << coordinator->Log();
+        const std::string copy =
+            "TabletDriver[" + std::to_string(coordinator->Pid()) + "]: NO LOGGED IN USER";
+        EXPECT_EQ(coordinator->Log().find(copy) != std::string::npos, !journal)
+            << coordinator->Log();
+        EXPECT_EQ(coordinator->Stop(), 0);
+        EXPECT_EQ(next(), "STOPPING=1");
+    }
+    close(notify);
 }
 
 // Somebody else at the console is named in the log, but on this system release the

@@ -1,5 +1,6 @@
 #include "Mac/TabletDriver/Source/Coordinator/OCoordinatorAppController.h"
 
+#include "Mac/TabletDriver/Source/Coordinator/ServiceManager.h"
 #include "Mac/TabletDriver/Source/Coordinator/TerminateApplication.h"
 
 #include <csignal>
@@ -37,4 +38,9 @@ void OCoordinatorAppController::applicationWillFinishLaunching(NSNotification* /
     {
         sigaction(signal, &action, nullptr);
     }
+}
+
+void OCoordinatorAppController::applicationWillTerminate(NSNotification* /*notification_I*/)
+{
+    ServiceManager::NotifyStopping();
 }

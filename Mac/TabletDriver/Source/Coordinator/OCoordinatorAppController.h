@@ -1,9 +1,10 @@
 // OCoordinatorAppController: the coordinator's application delegate.
 //
-// Its one task is the signal set-up before launching finishes: SIGQUIT, SIGTERM, SIGINT,
+// Its main task is the signal set-up before launching finishes: SIGQUIT, SIGTERM, SIGINT,
 // SIGABRT and SIGHUP, in that order, go to respondToSignal, with exactly those five
 // blocked while it runs and no flags. respondToSignal only asks the application to
-// terminate; the work happens on the main run loop.
+// terminate; the work happens on the main run loop. When the application terminates, it
+// tells the service manager (STOPPING=1).
 #pragma once
 
 #include <AppKit/AppKit.h>
@@ -12,6 +13,7 @@ class OCoordinatorAppController : public NSApplicationDelegate
 {
 public:
     void applicationWillFinishLaunching(NSNotification* notification_I) override;
+    void applicationWillTerminate(NSNotification* notification_I) override;
 };
 
 // The bits of the signals that end the coordinator: SIGHUP (1), SIGINT (2), SIGQUIT (3),

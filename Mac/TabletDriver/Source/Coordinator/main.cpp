@@ -3,6 +3,7 @@
 #include "Mac/TabletDriver/Source/Coordinator/CMacInputs.h"
 #include "Mac/TabletDriver/Source/Coordinator/CoordinatorArguments.h"
 #include "Mac/TabletDriver/Source/Coordinator/OCoordinatorAppController.h"
+#include "Mac/TabletDriver/Source/Coordinator/ServiceManager.h"
 
 #include <AppKit/AppKit.h>
 
@@ -36,8 +37,10 @@ int main(int argc, char* argv[])
     CMacInputs::SetReplaceAnsweringCoordinator(arguments.mReplace);
 
     // Operational messages go to the system log; a copy goes to standard error, where a
-    // machine without a log daemon, or whoever started the program, can still read them.
-    openlog("TabletDriver", LOG_PID | LOG_PERROR, LOG_USER);
+    // machine without a log daemon, or whoever started the program, can still read them,
+    // unless standard error is the journal, which has the system log already.
+    openlog("TabletDriver", LOG_PID | (ServiceManager::StandardErrorIsJournal() ? 0 : LOG_PERROR),
+            LOG_USER);
 
     if (!InternalMain())
     {
@@ -48,6 +51,8 @@ int main(int argc, char* argv[])
 
     // The delegate of the application's main nib: it lives as long as the process.
     static OCoordinatorAppController sController;
+    // The port is served from here on (requests wait in it until the run loop takes them).
+    ServiceManager::NotifyReady();
     NSApplication::sharedApplication()->setDelegate(&sController);
     return NSApplicationMain(argc, argv);
 }
