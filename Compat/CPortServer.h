@@ -79,6 +79,7 @@ private:
     int mListenFd = -1;
     int mLockFd = -1;
     std::string mSocketPath;
+    std::string mLockPath;
     Deliver mDeliver;
     size_t mDeliveries = 0; // call-backs under way, each nested in the one before
     std::vector<std::shared_ptr<SConnection>> mConnections;

@@ -7,7 +7,9 @@
 // can then reach, replace or pre-create a port in it.
 //
 // In it, a port named N is the socket "<file name of N>" and the lock ".<file name of N>.lock"
-// that its live owner holds (flock) for as long as it serves N; the lock files stay.
+// that its live owner holds (flock) for as long as it serves N. The owner removes both when
+// it closes the port or exits; what a killed owner left is removed by the next process that
+// opens a port in the directory (a socket whose lock nobody holds).
 #pragma once
 
 #include <string>

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -152,7 +153,7 @@ TEST_F(CoordinatorLifetimeTests, TellsTheServiceManagerAndLogsToTheJournalOnce)
                                          std::max<ssize_t>(0, recv(notify, message, 255, 0))));
     };
 
-    // Its standard error is the log file; JOURNAL_STREAM names it, or another file.
+    // Its standard error is the log file; JOURNAL_STREAM names it, or no file.
     const std::string logPath = Scratch("journal.log");
     std::ofstream(logPath).close();
     struct stat log = {};
@@ -160,8 +161,8 @@ TEST_F(CoordinatorLifetimeTests, TellsTheServiceManagerAndLogsToTheJournalOnce)
     for (const bool journal : {true, false})
     {
         SCOPED_TRACE(journal ? "standard error is the journal" : "it is not");
-        const std::string stream = std::to_string(log.st_dev) + ":" +
-                                   std::to_string(log.st_ino + (journal ? 0 : 1));
+        const std::string stream =
+            journal ? std::to_string(log.st_dev) + ":" + std::to_string(log.st_ino) : "0:0";
         auto coordinator = Launch(journal ? "journal" : "plain",
                                   {"JOURNAL_STREAM=" + stream, "NOTIFY_SOCKET=" + socketPath});
         EXPECT_EQ(next(), "READY=1");
@@ -219,6 +220,40 @@ TEST_F(CoordinatorLifetimeTests, StaleCoordinatorIsKilledAndItsPortTakenOver)
     EXPECT_EQ(unrelated->WaitForExit(0), -1) << "a coordinator of another directory was killed";
     EXPECT_EQ(fresh->Stop(), 0) << fresh->Log();
     EXPECT_EQ(unrelated->Stop(), 0) << unrelated->Log();
+}
+
+// A coordinator that ends leaves none of its port files (sockets and locks); what a killed
+// one left is removed by the next one.
+TEST_F(CoordinatorLifetimeTests, LeavesNoPortFilesAndClearsThoseOfAKilledOne)
+{
+    auto portFiles = [this]
+    {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(mPorts.Path()))
+        {
+            const std::string name = entry.path().filename().string();
+            if (name.find("AppleEvents") != std::string::npos ||
+                name.find("CoordinatorMessageServer") != std::string::npos)
+            {
+                names.push_back(name);
+            }
+        }
+        return names;
+    };
+    auto killed = Running("killed");
+    const std::string killedPid = std::to_string(killed->Pid());
+    killed->Signal(SIGKILL);
+    EXPECT_EQ(killed->WaitForExit(kAnswerSeconds), 128 + SIGKILL);
+    EXPECT_EQ(portFiles().size(), 6u); // three ports, each a socket and a lock
+
+    auto clean = Running("clean");
+    for (const std::string& name : portFiles())
+    {
+        EXPECT_EQ(name.find(killedPid), std::string::npos) << name;
+    }
+    EXPECT_EQ(portFiles().size(), 6u);
+    EXPECT_EQ(clean->Stop(), 0) << clean->Log();
+    EXPECT_EQ(portFiles(), std::vector<std::string>());
 }
 
 // A second coordinator started by mistake leaves the one that answers alone; --replace
