@@ -1,4 +1,7 @@
-// The user's defaults, read from the property lists of the preferences folder.
+// The user's defaults, read from the property lists of the preferences folder. On macOS that
+// is ~/Library/Preferences; here it is where the user's configuration lives:
+// $XDG_CONFIG_HOME/kelto/, or ~/.config/kelto/ when that is unset (or not absolute, which
+// the base directory rules say to ignore).
 #include "Compat/CFBundlePrivate.h"
 
 #include <Foundation/Foundation.h>
@@ -15,13 +18,18 @@ namespace
 {
 std::string PreferencesFolder()
 {
+    const char* config = std::getenv("XDG_CONFIG_HOME");
+    if (config && config[0] == '/')
+    {
+        return std::string(config) + "/kelto/";
+    }
     const char* home = std::getenv("HOME");
     if (!home || !*home)
     {
         const passwd* entry = getpwuid(getuid());
         home = entry ? entry->pw_dir : "";
     }
-    return std::string(home) + "/Library/Preferences/";
+    return std::string(home) + "/.config/kelto/";
 }
 
 // The dictionary of a domain's file, or NULL when there is no readable one.

@@ -11,7 +11,8 @@
 
 namespace
 {
-// Points HOME at a scratch folder with a global preferences file for the test's duration.
+// Points HOME at a scratch folder, without XDG_CONFIG_HOME, with a global preferences file
+// in ~/.config/kelto for the test's duration.
 class NSUserDefaultsTests : public testing::Test
 {
 protected:
@@ -24,19 +25,27 @@ protected:
         {
             mSavedHome = home;
         }
+        if (const char* config = std::getenv("XDG_CONFIG_HOME"))
+        {
+            mSavedConfig = config;
+        }
         setenv("HOME", path, 1);
-        std::filesystem::create_directories(mHome + "/Library/Preferences");
+        unsetenv("XDG_CONFIG_HOME");
+        mFolder = mHome + "/.config/kelto";
+        std::filesystem::create_directories(mFolder);
     }
     void TearDown() override
     {
         mSavedHome ? setenv("HOME", mSavedHome->c_str(), 1) : unsetenv("HOME");
+        mSavedConfig ? setenv("XDG_CONFIG_HOME", mSavedConfig->c_str(), 1)
+                     : unsetenv("XDG_CONFIG_HOME");
         std::filesystem::remove_all(mHome);
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
 
     void WriteGlobalDomain(const std::string& entries)
     {
-        std::ofstream(mHome + "/Library/Preferences/.GlobalPreferences.plist")
+        std::ofstream(mFolder + "/.GlobalPreferences.plist")
             << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                "<plist version=\"1.0\"><dict>"
             << entries << "</dict></plist>\n";
@@ -44,7 +53,9 @@ protected:
     }
 
     std::string mHome;
+    std::string mFolder;
     std::optional<std::string> mSavedHome;
+    std::optional<std::string> mSavedConfig;
 };
 
 TEST_F(NSUserDefaultsTests, DoubleClickIntervalComesFromTheGlobalDomainOrDefaultsToHalfASecond)
@@ -53,9 +64,21 @@ TEST_F(NSUserDefaultsTests, DoubleClickIntervalComesFromTheGlobalDomainOrDefault
     EXPECT_DOUBLE_EQ(NSEvent::doubleClickInterval(), 0.25);
     WriteGlobalDomain("");
     EXPECT_DOUBLE_EQ(NSEvent::doubleClickInterval(), 0.5);
-    std::filesystem::remove(mHome + "/Library/Preferences/.GlobalPreferences.plist");
+    std::filesystem::remove(mFolder + "/.GlobalPreferences.plist");
     EXPECT_TRUE(NSUserDefaults::standardUserDefaults()->synchronize());
     EXPECT_DOUBLE_EQ(NSEvent::doubleClickInterval(), 0.5);
+    // $XDG_CONFIG_HOME/kelto, when it is set (and absolute), rather than ~/.config/kelto.
+    WriteGlobalDomain("<key>com.apple.mouse.doubleClickThreshold</key><real>0.25</real>");
+    std::filesystem::rename(mHome + "/.config", mHome + "/elsewhere");
+    for (const char* config : {"", "relative/path"})
+    {
+        setenv("XDG_CONFIG_HOME", config, 1);
+        NSUserDefaults::standardUserDefaults()->synchronize();
+        EXPECT_DOUBLE_EQ(NSEvent::doubleClickInterval(), 0.5) << config;
+    }
+    setenv("XDG_CONFIG_HOME", (mHome + "/elsewhere").c_str(), 1);
+    NSUserDefaults::standardUserDefaults()->synchronize();
+    EXPECT_DOUBLE_EQ(NSEvent::doubleClickInterval(), 0.25);
 }
 
 TEST_F(NSUserDefaultsTests, BoolValueFollowsTheFoundationRules)
