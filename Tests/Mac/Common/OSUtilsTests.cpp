@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -58,7 +59,10 @@ protected:
         mHadHome = home != nullptr;
         mSavedHome = home ? home : "";
         setenv("HOME", mRoot.c_str(), 1);
-        fs::create_directories(mRoot / "Library" / "Preferences");
+        const char* config = std::getenv("XDG_CONFIG_HOME");
+        mSavedConfig = config ? std::optional<std::string>(config) : std::nullopt;
+        setenv("XDG_CONFIG_HOME", mRoot.c_str(), 1);
+        fs::create_directories(mRoot / "kelto");
     }
     void TearDown() override
     {
@@ -70,6 +74,8 @@ protected:
         {
             unsetenv("HOME");
         }
+        mSavedConfig ? setenv("XDG_CONFIG_HOME", mSavedConfig->c_str(), 1)
+                     : unsetenv("XDG_CONFIG_HOME");
         fs::remove_all(mRoot);
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
@@ -84,7 +90,7 @@ protected:
 
     void WriteGlobalDefaults(const std::string& entries)
     {
-        std::ofstream(mRoot / "Library" / "Preferences" / ".GlobalPreferences.plist")
+        std::ofstream(mRoot / "kelto" / ".GlobalPreferences.plist")
             << Plist(entries);
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
@@ -97,6 +103,7 @@ protected:
 
     fs::path mRoot;
     std::string mSavedHome;
+    std::optional<std::string> mSavedConfig;
     bool mHadHome = false;
 };
 
