@@ -1,4 +1,5 @@
 // The JSON side of CSettingsObject: the value dispatcher, whole documents and files.
+#include "Common/AtomicFileWrite.h"
 #include "Common/KelAssert.h"
 #include "Common/Settings/CSettingsArray.h"
 #include "Common/Settings/CSettingsBool.h"
@@ -165,14 +166,15 @@ bool CSettingsObject::SaveJSONToFile(const std::string& path_I) const
         {
             return false;
         }
-        std::ofstream file(path_I, std::ios::binary | std::ios::trunc);
-        if (!file)
+        // Replaced whole or not at all: a full disk keeps the old settings.
+        const std::string contents = text + '\n';
+        std::string error;
+        if (!WriteFileAtomically(path_I, contents.data(), contents.size(), error))
         {
+            std::fprintf(stderr, "SaveJSONToFile: %s: %s\n", path_I.c_str(), error.c_str());
             return false;
         }
-        file << text << '\n';
-        file.close();
-        return !file.fail();
+        return true;
     }
     catch (const std::exception& error)
     {

@@ -1,5 +1,6 @@
 #include "Tools/tabletctl/ToolFiles.h"
 
+#include "Common/AtomicFileWrite.h"
 #include "Tools/tabletctl/CCommandError.h"
 
 #include <cerrno>
@@ -40,25 +41,6 @@ bool ReadAll(int fd_I, std::vector<uint8_t>& bytes_O)
         bytes_O.insert(bytes_O.end(), chunk, chunk + got);
     }
 }
-
-bool WriteAll(int fd_I, const std::vector<uint8_t>& bytes_I)
-{
-    size_t done = 0;
-    while (done < bytes_I.size())
-    {
-        const ssize_t put = write(fd_I, bytes_I.data() + done, bytes_I.size() - done);
-        if (put < 0 && errno == EINTR)
-        {
-            continue;
-        }
-        if (put <= 0)
-        {
-            return false;
-        }
-        done += static_cast<size_t>(put);
-    }
-    return true;
-}
 } // namespace
 
 std::vector<uint8_t> ReadBytes(const std::string& path_I)
@@ -94,36 +76,17 @@ void WriteBytes(const std::string& path_I, const std::vector<uint8_t>& bytes_I)
 {
     if (path_I == "-")
     {
-        std::fflush(stdout);
-        if (!WriteAll(STDOUT_FILENO, bytes_I))
+        const size_t written = std::fwrite(bytes_I.data(), 1, bytes_I.size(), stdout);
+        if (std::fflush(stdout) != 0 || written != bytes_I.size())
         {
             throw CCommandError("cannot write to standard output: " + Reason(errno));
         }
         return;
     }
-    // A temporary file beside the target, flushed to the disk, then renamed over it: a full
-    // disk or a crash leaves the old file whole.
-    std::string temporary = path_I + ".XXXXXX";
-    const int fd = mkstemp(temporary.data());
-    if (fd < 0)
+    std::string error;
+    if (!WriteFileAtomically(path_I, bytes_I.data(), bytes_I.size(), error))
     {
-        throw CCommandError("cannot write " + path_I + ": " + Reason(errno));
-    }
-    struct stat old = {};
-    const mode_t mode = stat(path_I.c_str(), &old) == 0 ? (old.st_mode & 07777)
-                                                        : 0666 & ~[]
-    {
-        const mode_t mask = umask(0);
-        umask(mask);
-        return mask;
-    }();
-    const bool written = fchmod(fd, mode) == 0 && WriteAll(fd, bytes_I) && fsync(fd) == 0;
-    const int error = errno;
-    if (close(fd) != 0 || !written || rename(temporary.c_str(), path_I.c_str()) != 0)
-    {
-        const int failure = written ? errno : error;
-        unlink(temporary.c_str());
-        throw CCommandError("cannot write " + path_I + ": " + Reason(failure));
+        throw CCommandError("cannot write " + path_I + ": " + error);
     }
 }
 } // namespace ToolFiles

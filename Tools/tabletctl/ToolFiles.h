@@ -1,7 +1,6 @@
 // Whole-file reads and writes for the subcommands; failures throw CCommandError naming the
-// file and the system's reason (a directory is "Is a directory"). A file is written to a
-// temporary file beside it, flushed to the disk and renamed over it, so that a full disk or a
-// crash leaves the old contents whole; it keeps the old file's mode.
+// file and the system's reason (a directory is "Is a directory"). A file is replaced whole
+// or not at all (AtomicFileWrite.h).
 #pragma once
 
 #include <cstdint>
