@@ -9,6 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
+#include <chrono>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -130,6 +134,22 @@ TEST_F(CoordinatorDriversTests, LegacyDriverAndDriverOfTheOtherByteOrderSideBySi
     const std::string keltoLog = kelto->Log();
     EXPECT_EQ(Lines(keltoLog, "'KEPK'"), 0u) << keltoLog;
     EXPECT_GT(Lines(keltoLog, "set tablet-block"), 0u) << keltoLog;
+}
+
+// Hot-plugging: a driver that starts a second after the coordinator is synchronised, and
+// its tablet numbered, with no request from anybody.
+TEST_F(CoordinatorDriversTests, DriverStartedLaterIsInTheTableWithNoCommand)
+{
+    auto kelto = Driver(Kelto(R"("Tablets": [{}])"));
+    auto coordinator = Coordinator();
+    EXPECT_EQ(WaitForTabletBlock(kKeltoPort, 1), (std::vector<STablet>{{0, 0, 0}}));
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+
+    const auto started = std::chrono::steady_clock::now();
+    auto pen = Driver(Pen(R"("Tablets": [{"SystemID": 0}])"));
+    const std::vector<STablet> expected = {{0, 0, 0}, {1, 0, 1}};
+    EXPECT_EQ(WaitForTabletBlock(kPenPort, 2), expected) << coordinator->Log();
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(3));
 }
 
 TEST_F(CoordinatorDriversTests, DriverAbsentAtStartUpIsReachedOnceItAppears)

@@ -7,6 +7,7 @@
 #include "Common/KelAssert.h"
 #include "Mac/Common/Communication/MessageIDs.h"
 #include "Mac/Common/ProcessUtils.h"
+#include "Mac/TabletDriver/Source/Coordinator/CMacCoordinatorMain.h"
 #include "Mac/TabletDriver/Source/Coordinator/OtherCoordinatorProcess.h"
 #include "Mac/TabletDriver/Source/Coordinator/TerminateApplication.h"
 
@@ -57,6 +58,16 @@ KELSTATUS CMacInputs::Init(CRouteTable* routingTable_I)
     }
     mMessageServer.SetProcessEventCallback(ProcessEventCallback, this);
     InstallAppleEventHandlers();
+    // A driver that starts (or restarts) later is synchronised as soon as its port appears.
+    mDriverPortWatcher.Start(
+        {CMacCoordinatorMain::kDriver0PortName, CMacCoordinatorMain::kDriver1PortName},
+        [this]
+        {
+            if (mpRoutingTable != nullptr)
+            {
+                mpRoutingTable->Sync();
+            }
+        });
     return KELSTATUS_SUCCESS;
 }
 

@@ -31,6 +31,7 @@
 
 #include "Common/Coordinator/CInputs.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
+#include "Mac/TabletDriver/Source/Coordinator/CDriverPortWatcher.h"
 
 #include <CoreServices/CoreServices.h>
 
@@ -131,6 +132,8 @@ public:
 
 private:
     CMacMessagingServer mMessageServer;
+    // Syncs when a driver's port appears after start-up.
+    CDriverPortWatcher mDriverPortWatcher;
 
     inline static bool sReplaceAnswering = false;
 };
