@@ -11,19 +11,53 @@ namespace PortDirectory
 {
 namespace
 {
-std::string DefaultPath()
+std::string Variable(const char* name)
 {
-    if (const char* override = std::getenv("KELTO_PORT_DIR"); override != nullptr && *override)
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// mkdir -p, the last level with mode 0700 and every level it makes private too.
+bool MakePrivateDirectories(const std::string& path)
+{
+    for (size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
     {
-        return override;
+        if (mkdir(path.substr(0, slash).c_str(), 0700) != 0 && errno != EEXIST)
+        {
+            return false;
+        }
     }
-    if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime != nullptr && *runtime)
-    {
-        return std::string(runtime) + "/com.kelto.ports";
-    }
-    return "/tmp/com.kelto.ports." + std::to_string(geteuid());
+    return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
 }
 } // namespace
+
+SPlaces PlacesOfThisProcess()
+{
+    return {Variable("KELTO_PORT_DIR"), Variable("XDG_RUNTIME_DIR"), Variable("TMPDIR"),
+            Variable("HOME")};
+}
+
+std::string PathFor(const SPlaces& places)
+{
+    if (!places.mPortDir.empty())
+    {
+        return places.mPortDir;
+    }
+    if (!places.mRuntimeDir.empty())
+    {
+        return places.mRuntimeDir + "/com.kelto.ports";
+    }
+    const std::string shared = (places.mTmpDir.empty() ? std::string("/tmp") : places.mTmpDir) +
+                               "/com.kelto.ports." + std::to_string(geteuid());
+    struct stat info = {};
+    std::string error;
+    if (lstat(shared.c_str(), &info) != 0 || Check(shared, &error) || places.mHome.empty())
+    {
+        return shared;
+    }
+    return places.mHome + "/.local/state/kelto/ports";
+}
 
 bool Check(const std::string& path, std::string* error)
 {
@@ -53,8 +87,8 @@ bool Check(const std::string& path, std::string* error)
 
 std::string Resolve(std::string* error)
 {
-    const std::string path = DefaultPath();
-    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+    const std::string path = PathFor(PlacesOfThisProcess());
+    if (!MakePrivateDirectories(path))
     {
         *error = path + ": " + std::strerror(errno);
         return std::string();

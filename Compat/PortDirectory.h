@@ -1,10 +1,16 @@
 // Where the message ports of this user live.
 //
-// The directory is $KELTO_PORT_DIR when set (tests point it at a directory of their own),
-// else "$XDG_RUNTIME_DIR/com.kelto.ports", else "/tmp/com.kelto.ports.<uid>". It is created
-// with mode 0700 when missing, and used only if it is a real directory (not a symbolic
-// link) owned by the effective user with no permission for group or others: nobody else
-// can then reach, replace or pre-create a port in it.
+// The directory is the first of:
+//   1. $KELTO_PORT_DIR, when set (tests point it at a directory of their own);
+//   2. "$XDG_RUNTIME_DIR/com.kelto.ports", when XDG_RUNTIME_DIR is set;
+//   3. "${TMPDIR:-/tmp}/com.kelto.ports.<uid>", unless something not fit for ports (see
+//      Check) is there already: anybody can create that name first, and another user who
+//      did must not keep the coordinator from starting;
+//   4. "$HOME/.local/state/kelto/ports", which nobody else can create.
+// Every process of the user applies the same rule and so finds the same directory. It is
+// created with mode 0700 when missing, and used only if it is a real directory (not a
+// symbolic link) owned by the effective user with no permission for group or others:
+// nobody else can then reach, replace or pre-create a port in it.
 //
 // In it, a port named N is the socket "<file name of N>" and the lock ".<file name of N>.lock"
 // that its live owner holds (flock) for as long as it serves N. The owner removes both when
@@ -16,6 +22,22 @@
 
 namespace PortDirectory
 {
+// The environment values that the rule above reads; empty when unset.
+struct SPlaces
+{
+    std::string mPortDir;    // KELTO_PORT_DIR
+    std::string mRuntimeDir; // XDG_RUNTIME_DIR
+    std::string mTmpDir;     // TMPDIR
+    std::string mHome;       // HOME
+};
+
+// This process's own values.
+SPlaces PlacesOfThisProcess();
+
+// The directory that a process of this user with these values uses (step 3 looks at what is
+// in the temporary directory now).
+std::string PathFor(const SPlaces& places);
+
 // The directory, created if need be; "" on failure, with the reason in `error`.
 std::string Resolve(std::string* error);
 

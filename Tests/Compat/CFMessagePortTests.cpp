@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -236,6 +238,45 @@ TEST_F(CFMessagePortTests, APortDirectoryOpenToOthersIsRefused)
     ASSERT_EQ(symlink(mDirectory.Path().c_str(), link.c_str()), 0);
     EXPECT_FALSE(PortDirectory::Check(link, &error));
     unlink(link.c_str());
+}
+
+// Where the ports are: the first of KELTO_PORT_DIR, XDG_RUNTIME_DIR, the shared temporary
+// directory unless something unfit is there already, the user's home.
+TEST_F(CFMessagePortTests, PortDirectoryRuleSkipsATemporaryNameSomebodyTookFirst)
+{
+    const std::string tmp = mDirectory.Path();
+    const std::string shared = tmp + "/com.kelto.ports." + std::to_string(geteuid());
+    const std::string home = "/home/u/.local/state/kelto/ports";
+    struct Case
+    {
+        const char* there; // what is at the shared name: "", "dir 700", "dir 777", "file"
+        PortDirectory::SPlaces places;
+        std::string expected;
+    };
+    const Case cases[] = {
+        {"", {"/a", "/run/user/5", tmp, "/home/u"}, "/a"},
+        {"", {"", "/run/user/5", tmp, "/home/u"}, "/run/user/5/com.kelto.ports"},
+        {"", {"", "", tmp, "/home/u"}, shared},
+        {"dir 700", {"", "", tmp, "/home/u"}, shared},
+        {"dir 777", {"", "", tmp, "/home/u"}, home},
+        {"file", {"", "", tmp, "/home/u"}, home},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.there);
+        std::filesystem::remove_all(shared);
+        if (std::string(c.there).starts_with("dir"))
+        {
+            ASSERT_EQ(mkdir(shared.c_str(), 0700), 0);
+            ASSERT_EQ(chmod(shared.c_str(), std::string(c.there) == "dir 777" ? 0777 : 0700), 0);
+        }
+        else if (std::string(c.there) == "file")
+        {
+            std::ofstream(shared).close();
+        }
+        EXPECT_EQ(PortDirectory::PathFor(c.places), c.expected);
+    }
+    std::filesystem::remove_all(shared);
 }
 
 // While a request waits, the call-back serving it sends another request over the same

@@ -12,14 +12,14 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <fstream>
 #include <memory>
+#include <poll.h>
 #include <regex>
 #include <sstream>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace
@@ -149,8 +149,8 @@ TEST_F(CoordinatorLifetimeTests, TellsTheServiceManagerAndLogsToTheJournalOnce)
         {
             return std::string("(nothing)");
         }
-        return std::string(message, static_cast<size_t>(
-                                         std::max<ssize_t>(0, recv(notify, message, 255, 0))));
+        return std::string(
+            message, static_cast<size_t>(std::max<ssize_t>(0, recv(notify, message, 255, 0))));
     };
 
     // Its standard error is the log file; JOURNAL_STREAM names it, or no file.
@@ -276,6 +276,37 @@ TEST_F(CoordinatorLifetimeTests, AnsweringCoordinatorIsReplacedOnlyWhenAskedTo)
         << replacing->Log();
     EXPECT_EQ(running->WaitForExit(kAnswerSeconds), 128 + SIGKILL);
     EXPECT_EQ(replacing->Stop(), 0) << replacing->Log();
+}
+
+// Without KELTO_PORT_DIR and XDG_RUNTIME_DIR the ports go to the shared temporary directory;
+// when somebody else took the name there first (another user, when the test runs as root;
+// otherwise a directory open to everybody), the coordinator and its clients go to the home
+// directory instead, and the coordinator serves.
+TEST_F(CoordinatorLifetimeTests, PortDirectoryTakenFirstInTheTemporaryDirectoryIsPassedBy)
+{
+    const std::string tmp = Scratch("tmp");
+    const std::string taken = tmp + "/com.kelto.ports." + std::to_string(geteuid());
+    ASSERT_EQ(mkdir(tmp.c_str(), 0700), 0);
+    ASSERT_EQ(mkdir(taken.c_str(), 0700), 0);
+    ASSERT_EQ(geteuid() == 0 ? chown(taken.c_str(), 65534, 65534) : chmod(taken.c_str(), 0777), 0);
+    const std::vector<std::string> places = {"KELTO_PORT_DIR=", "XDG_RUNTIME_DIR=", "TMPDIR=" + tmp,
+                                             "HOME=" + Scratch("home")};
+    auto coordinator = Running("home", places);
+
+    std::string command = "env";
+    for (const std::string& place : places)
+    {
+        command += " '" + place + "'";
+    }
+    command += " timeout -s KILL 20 '" KEL_TEST_BINARY_DIR "/Tools/tabletctl/tabletctl' version";
+    EXPECT_EQ(std::system((command + " >/dev/null").c_str()), 0) << command;
+    struct stat socket = {};
+    EXPECT_EQ(stat((Scratch("home") + "/.local/state/kelto/ports/"
+                                      "com.kelto.CoordinatorMessageServer")
+                       .c_str(),
+                   &socket),
+              0);
+    EXPECT_EQ(coordinator->Stop(), 0) << coordinator->Log();
 }
 
 TEST_F(CoordinatorLifetimeTests, PortThatCannotBeHadFailsStartUpWithTheMessage)

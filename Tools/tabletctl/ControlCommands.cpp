@@ -49,7 +49,8 @@ pid_t CoordinatorProcess(const std::string& portName_I)
 {
     pid_t pid = -1;
 #if defined(__linux__)
-    const std::string directory = PortDirectory::Resolve(nullptr);
+    std::string error;
+    const std::string directory = PortDirectory::Resolve(&error);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     const std::string path = directory + "/" + PortDirectory::FileName(portName_I);

@@ -28,7 +28,8 @@ bool CDriverPortWatcher::Start(const std::vector<std::string>& portNames_I,
 {
     Stop();
 #if defined(__linux__)
-    const std::string directory = PortDirectory::Resolve(nullptr);
+    std::string error;
+    const std::string directory = PortDirectory::Resolve(&error);
     const int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     if (directory.empty() || fd < 0 ||
         inotify_add_watch(fd, directory.c_str(), IN_CREATE | IN_MOVED_TO) < 0)

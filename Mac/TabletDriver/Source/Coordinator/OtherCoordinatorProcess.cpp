@@ -3,6 +3,10 @@
 #include "Mac/Common/MacStringUtilities.h"
 #include "Mac/Common/ProcessUtils.h"
 
+#if !defined(__APPLE__)
+#include "Compat/PortDirectory.h"
+#endif
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -11,15 +15,7 @@
 
 namespace
 {
-constexpr const char kPortDirVariable[] = "KELTO_PORT_DIR";
-constexpr const char kRuntimeDirVariable[] = "XDG_RUNTIME_DIR";
-
-std::string Variable(const char* name_I)
-{
-    const char* value = std::getenv(name_I);
-    return value != nullptr ? value : "";
-}
-
+#if !defined(__APPLE__)
 // The port directory of process `pid_I`, from its environment at start; nothing when that
 // cannot be read.
 std::optional<std::string> PortDirectoryOf(pid_t pid_I)
@@ -35,8 +31,12 @@ std::optional<std::string> PortDirectoryOf(pid_t pid_I)
     {
         return std::nullopt;
     }
-    std::string keltoPortDir;
-    std::string runtimeDir;
+    PortDirectory::SPlaces places;
+    const std::pair<const char*, std::string*> variables[] = {
+        {"KELTO_PORT_DIR", &places.mPortDir},
+        {"XDG_RUNTIME_DIR", &places.mRuntimeDir},
+        {"TMPDIR", &places.mTmpDir},
+        {"HOME", &places.mHome}};
     size_t start = 0;
     while (start < environment.size())
     {
@@ -47,46 +47,28 @@ std::optional<std::string> PortDirectoryOf(pid_t pid_I)
         }
         const std::string entry = environment.substr(start, end - start);
         const size_t equals = entry.find('=');
-        if (equals != std::string::npos)
+        for (const auto& [name, value] : variables)
         {
-            const std::string name = entry.substr(0, equals);
-            if (name == kPortDirVariable)
+            if (equals != std::string::npos && entry.compare(0, equals, name) == 0 &&
+                equals == std::char_traits<char>::length(name))
             {
-                keltoPortDir = entry.substr(equals + 1);
-            }
-            else if (name == kRuntimeDirVariable)
-            {
-                runtimeDir = entry.substr(equals + 1);
+                *value = entry.substr(equals + 1);
             }
         }
         start = end + 1;
     }
-    return OtherCoordinatorProcess::PortDirectoryFor(keltoPortDir, runtimeDir);
+    // Every process listed is of our user, so the rule's user ID is theirs too.
+    return PortDirectory::PathFor(places);
 }
+#endif
 } // namespace
-
-std::string OtherCoordinatorProcess::PortDirectoryFor(const std::string& keltoPortDir_I,
-                                                      const std::string& runtimeDir_I)
-{
-    if (!keltoPortDir_I.empty())
-    {
-        return keltoPortDir_I;
-    }
-    if (!runtimeDir_I.empty())
-    {
-        return runtimeDir_I + "/com.kelto.ports";
-    }
-    // Every process listed is of our user, so our user ID stands for theirs.
-    return "/tmp/com.kelto.ports." + std::to_string(geteuid());
-}
 
 ProcessSerialNumber OtherCoordinatorProcess::Find(const std::string& name_I)
 {
 #if defined(__APPLE__)
     return ProcessUtils::GetPSNForProcessWithName(name_I, false);
 #else
-    const std::string ours =
-        PortDirectoryFor(Variable(kPortDirVariable), Variable(kRuntimeDirVariable));
+    const std::string ours = PortDirectory::PathFor(PortDirectory::PlacesOfThisProcess());
     ProcessSerialNumber current;
     GetCurrentProcess(&current);
     ProcessSerialNumber psn = {0, kNoProcess};

@@ -40,12 +40,4 @@ TEST(OtherCoordinatorProcessTests, OnlyACoordinatorOfOurPortDirectoryIsFound)
               static_cast<UInt32>(kNoProcess));
 }
 
-TEST(OtherCoordinatorProcessTests, PortDirectoryFollowsTheMessagePortRule)
-{
-    EXPECT_EQ(OtherCoordinatorProcess::PortDirectoryFor("/a", "/run/user/5"), "/a");
-    EXPECT_EQ(OtherCoordinatorProcess::PortDirectoryFor("", "/run/user/5"),
-              "/run/user/5/com.kelto.ports");
-    EXPECT_EQ(OtherCoordinatorProcess::PortDirectoryFor("", ""),
-              "/tmp/com.kelto.ports." + std::to_string(geteuid()));
-}
 } // namespace
