@@ -69,6 +69,25 @@ struct __CFRunLoopSource : CFRuntime::CFObject
     std::vector<std::pair<CFRunLoopRef, std::string>> mScheduled; // guarded by mLock
 };
 
+struct __CFRunLoopTimer : CFRuntime::CFObject
+{
+    __CFRunLoopTimer() : CFObject(CFRuntime::eTypeIDRunLoopTimer) {}
+    ~__CFRunLoopTimer() override
+    {
+        if (mContext.release != nullptr)
+        {
+            mContext.release(mContext.info);
+        }
+    }
+
+    std::atomic<bool> mValid{true};
+    Clock::time_point mFire; // guarded by the lock of the loop it is added to
+    CFTimeInterval mInterval = 0;
+    CFRunLoopTimerCallBack mCallout = nullptr;
+    CFRunLoopTimerContext mContext{};
+    std::atomic<CFRunLoopRef> mLoop{nullptr};
+};
+
 struct __CFRunLoop : CFRuntime::CFObject
 {
     __CFRunLoop() : CFObject(CFRuntime::eTypeIDRunLoop)
@@ -87,6 +106,8 @@ struct __CFRunLoop : CFRuntime::CFObject
     std::set<std::string> mCommonModes;
     std::vector<CFRunLoopSourceRef> mCommonSources; // retained
     std::vector<std::pair<std::shared_ptr<IFdHandler>, int>> mWatchers;
+    // Timers (retained) with the mode each was added to (kCommonModes for the common ones).
+    std::vector<std::pair<CFRunLoopTimerRef, std::string>> mTimers;
     // Changes, under mLock and before the change, whenever a source joins or leaves a mode,
     // so that a pass knows its snapshot still holds without asking again.
     std::atomic<std::uint64_t> mGeneration{0};
@@ -230,6 +251,12 @@ struct SThreadLoop
             mLoop->mModes.clear();
             mLoop->mCommonSources.clear();
             mLoop->mWatchers.clear();
+            for (auto& [timer, mode] : mLoop->mTimers)
+            {
+                timer->mValid.store(false);
+                CFRelease(timer);
+            }
+            mLoop->mTimers.clear();
         }
         CFRelease(mLoop);
     }
@@ -349,11 +376,78 @@ bool ModeHasSource(__CFRunLoop* rl, const std::string& name, CFRunLoopSourceRef 
     return ModeHasSource(rl, mode, source);
 }
 
+// Whether a timer added to `timerMode` runs in the mode being run; rl->mLock must be held.
+bool TimerRunsIn(__CFRunLoop* rl, const std::string& timerMode, const SRunMode& mode)
+{
+    return timerMode == mode.mName ||
+           (timerMode == kCommonModes && rl->mCommonModes.count(mode.mName) != 0);
+}
+
 bool ModeIsEmpty(__CFRunLoop* rl, SRunMode& mode)
 {
     std::lock_guard<std::mutex> guard(rl->mLock);
     const std::vector<CFRunLoopSourceRef>* list = ModeSources(rl, mode);
-    return list == nullptr || list->empty();
+    if (list != nullptr && !list->empty())
+    {
+        return false;
+    }
+    return std::none_of(rl->mTimers.begin(), rl->mTimers.end(),
+                        [&](const auto& entry) { return TimerRunsIn(rl, entry.second, mode); });
+}
+
+// The earliest fire date of the mode's timers; time_point::max() when there is none.
+Clock::time_point NextTimerFire(__CFRunLoop* rl, const SRunMode& mode)
+{
+    Clock::time_point next = Clock::time_point::max();
+    std::lock_guard<std::mutex> guard(rl->mLock);
+    for (const auto& [timer, timerMode] : rl->mTimers)
+    {
+        if (TimerRunsIn(rl, timerMode, mode))
+        {
+            next = std::min(next, timer->mFire);
+        }
+    }
+    return next;
+}
+
+// Runs the call-out of every timer of the mode whose fire date has passed, after moving a
+// repeating one to its next date in the future and taking a one-shot one out.
+void FireDueTimers(__CFRunLoop* rl, const SRunMode& mode)
+{
+    std::vector<CFRunLoopTimerRef> due; // retained
+    const Clock::time_point now = Clock::now();
+    {
+        std::lock_guard<std::mutex> guard(rl->mLock);
+        for (const auto& [timer, timerMode] : rl->mTimers)
+        {
+            if (timer->mFire <= now && TimerRunsIn(rl, timerMode, mode))
+            {
+                due.push_back(CFRuntime::Retained(timer));
+                if (timer->mInterval > 0)
+                {
+                    const auto interval = std::chrono::duration_cast<Clock::duration>(
+                        std::chrono::duration<double>(timer->mInterval));
+                    while (timer->mFire <= now)
+                    {
+                        timer->mFire += interval;
+                    }
+                }
+            }
+        }
+    }
+    for (CFRunLoopTimerRef timer : due)
+    {
+        // An earlier call-out may have invalidated it.
+        if (timer->mValid.load())
+        {
+            if (timer->mInterval <= 0)
+            {
+                CFRunLoopTimerInvalidate(timer);
+            }
+            timer->mCallout(timer, timer->mContext.info);
+        }
+        CFRelease(timer);
+    }
 }
 
 // Runs the perform call-back of every signalled source of the mode, in order.
@@ -466,7 +560,8 @@ bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline
     }
 
     rl->mWaiting.store(true);
-    const int count = poll(fds.data(), fds.size(), PollTimeout(deadline, immediate));
+    const int count = poll(fds.data(), fds.size(),
+                           PollTimeout(std::min(deadline, NextTimerFire(rl, mode)), immediate));
     rl->mWaiting.store(false);
     if (count < 0)
     {
@@ -504,6 +599,7 @@ bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline
         owner.handler->Handle(fds[i].fd, fds[i].revents);
     }
     ReleaseAll(sources);
+    FireDueTimers(rl, mode);
     return handled;
 }
 
@@ -928,4 +1024,103 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
 Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source)
 {
     return Source(source, "CFRunLoopSourceIsValid")->mValid.load();
+}
+
+CFAbsoluteTime CFAbsoluteTimeGetCurrent(void)
+{
+    // The reference date is 978,307,200 seconds after the Unix epoch.
+    constexpr double kReferenceDate = 978307200.0;
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+               .count() -
+           kReferenceDate;
+}
+
+CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef, CFAbsoluteTime fireDate,
+                                       CFTimeInterval interval, CFOptionFlags, CFIndex,
+                                       CFRunLoopTimerCallBack callout,
+                                       CFRunLoopTimerContext* context)
+{
+    if (callout == nullptr)
+    {
+        return nullptr;
+    }
+    auto* timer = new __CFRunLoopTimer;
+    timer->mFire = CFRunLoopPrivate::DeadlineAfter(fireDate - CFAbsoluteTimeGetCurrent());
+    timer->mInterval = interval;
+    timer->mCallout = callout;
+    if (context != nullptr)
+    {
+        timer->mContext = *context;
+        if (context->retain != nullptr)
+        {
+            timer->mContext.info = const_cast<void*>(context->retain(context->info));
+        }
+    }
+    return timer;
+}
+
+void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode)
+{
+    __CFRunLoop* loop = Loop(rl, "CFRunLoopAddTimer");
+    CFRuntime::Object(timer, "CFRunLoopAddTimer");
+    CFRunLoopRef expected = nullptr;
+    if (!timer->mValid.load() ||
+        (!timer->mLoop.compare_exchange_strong(expected, rl) && expected != rl))
+    {
+        return; // invalid, or another loop's
+    }
+    const std::string name = CFRuntime::StringUTF8(mode);
+    {
+        std::lock_guard<std::mutex> guard(loop->mLock);
+        for (const auto& entry : loop->mTimers)
+        {
+            if (entry.first == timer && entry.second == name)
+            {
+                return;
+            }
+        }
+        loop->mTimers.emplace_back(CFRuntime::Retained(timer), name);
+    }
+    CFRunLoopWakeUp(rl);
+}
+
+void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer)
+{
+    CFRuntime::Object(timer, "CFRunLoopTimerInvalidate");
+    if (!timer->mValid.exchange(false))
+    {
+        return;
+    }
+    CFRunLoopRef rl = timer->mLoop.load();
+    if (rl == nullptr)
+    {
+        return;
+    }
+    std::vector<CFRunLoopTimerRef> released;
+    {
+        std::lock_guard<std::mutex> guard(rl->mLock);
+        auto& timers = rl->mTimers;
+        for (auto entry = timers.begin(); entry != timers.end();)
+        {
+            if (entry->first == timer)
+            {
+                released.push_back(entry->first);
+                entry = timers.erase(entry);
+            }
+            else
+            {
+                ++entry;
+            }
+        }
+    }
+    for (CFRunLoopTimerRef each : released)
+    {
+        CFRelease(each);
+    }
+}
+
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer)
+{
+    CFRuntime::Object(timer, "CFRunLoopTimerIsValid");
+    return timer->mValid.load();
 }

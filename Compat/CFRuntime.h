@@ -25,6 +25,7 @@ enum ETypeID : CFTypeID
     eTypeIDBundle = 31,
     eTypeIDRunLoop = 43,
     eTypeIDRunLoopSource = 46,
+    eTypeIDRunLoopTimer = 47,
     eTypeIDMessagePort = 35,
     eTypeIDFileDescriptor = 51,
 };

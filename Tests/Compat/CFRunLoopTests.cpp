@@ -369,3 +369,45 @@ TEST(CFRunLoopTests, ASignalIsPerformedOnceWhateverHappensToOtherSignalledSource
     CFRunLoopRemoveSource(rl, kept.mSource, kCFRunLoopDefaultMode);
 }
 } // namespace
+
+// Timers fire in their modes once their date has passed: a repeating one every interval,
+// a one-shot one once; a mode with only a timer is not empty; invalidation ends a timer.
+TEST(CFRunLoopTests, TimersFireInTheirModesAtTheirDates)
+{
+    struct SFired
+    {
+        int repeating = 0;
+        int once = 0;
+    } fired;
+    auto count = [](CFRunLoopTimerRef, void* info) { ++*static_cast<int*>(info); };
+    CFRunLoopTimerContext repeatingContext = {0, &fired.repeating, nullptr, nullptr, nullptr};
+    CFRunLoopTimerContext onceContext = {0, &fired.once, nullptr, nullptr, nullptr};
+    const CFAbsoluteTime now = CFAbsoluteTimeGetCurrent();
+    CFRunLoopTimerRef repeating =
+        CFRunLoopTimerCreate(nullptr, now + 0.05, 0.05, 0, 0, count, &repeatingContext);
+    CFRunLoopTimerRef once =
+        CFRunLoopTimerCreate(nullptr, now + 0.01, 0, 0, 0, count, &onceContext);
+    CFRunLoopRef loop = CFRunLoopGetCurrent();
+    CFRunLoopAddTimer(loop, repeating, kCFRunLoopCommonModes);
+    CFRunLoopAddTimer(loop, once, CFSTR("TimerTestMode"));
+
+    // Only the one-shot timer is in the private mode: the run lasts until it has fired, and
+    // then finds the mode empty.
+    EXPECT_EQ(CFRunLoopRunInMode(CFSTR("TimerTestMode"), 0.2, false), kCFRunLoopRunFinished);
+    EXPECT_EQ(fired.once, 1);
+    EXPECT_FALSE(CFRunLoopTimerIsValid(once));
+    EXPECT_EQ(fired.repeating, 0);
+
+    const auto start = Clock::now();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.32, false), kCFRunLoopRunTimedOut);
+    const auto seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    // Missed firings (it was due during the private run) are skipped, not made up.
+    EXPECT_GE(fired.repeating, 3);
+    EXPECT_LE(fired.repeating, static_cast<int>(seconds / 0.05) + 1);
+    EXPECT_EQ(fired.once, 1);
+
+    CFRunLoopTimerInvalidate(repeating);
+    EXPECT_EQ(CFRunLoopRunInMode(CFSTR("TimerTestMode"), 0.1, false), kCFRunLoopRunFinished);
+    CFRelease(repeating);
+    CFRelease(once);
+}

@@ -52,6 +52,31 @@ void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMod
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
+// Timers: the call-out runs on the loop's thread once the fire date has passed, while the
+// loop runs in a mode the timer was added to; a repeating timer (interval above 0) then
+// fires again every interval (missed firings are skipped, not made up), a one-shot timer
+// becomes invalid. A mode that holds only timers is not empty. A timer belongs to one loop.
+typedef struct __CFRunLoopTimer* CFRunLoopTimerRef;
+typedef void (*CFRunLoopTimerCallBack)(CFRunLoopTimerRef timer, void* info);
+typedef struct
+{
+    CFIndex version; // 0
+    void* info;
+    const void* (*retain)(const void* info);
+    void (*release)(const void* info);
+    CFStringRef (*copyDescription)(const void* info);
+} CFRunLoopTimerContext;
+// Seconds since the reference date (2001-01-01 00:00:00 UTC).
+CFAbsoluteTime CFAbsoluteTimeGetCurrent(void);
+CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate,
+                                       CFTimeInterval interval, CFOptionFlags flags, CFIndex order,
+                                       CFRunLoopTimerCallBack callout,
+                                       CFRunLoopTimerContext* context);
+void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode);
+// Removes the timer from its loop; it never fires again.
+void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);
+Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);
+
 // A source that runs `perform` once after each CFRunLoopSourceSignal.
 typedef struct
 {
