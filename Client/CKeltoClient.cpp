@@ -55,7 +55,8 @@ KELSTATUS CKeltoClient::Connect(const std::string& portName_I)
     mpMessagingClient->Disconnect();
     const StCFRef<CFStringRef> name = PortName(portName_I);
     mpMessagingClient->Init(name.Get(), mTimeout, mTimeout);
-    return mpMessagingClient->Connect();
+    const KELSTATUS status = mpMessagingClient->Connect();
+    return status == KELSTATUS_FAILURE ? kStatusCoordinatorNotRunning : status;
 }
 
 bool CKeltoClient::IsConnected() const
@@ -82,9 +83,19 @@ KELSTATUS CKeltoClient::Send(const SRequest& request_I, SReply& reply_O)
     {
         return status;
     }
+    // A touch client notes a broken connection even when this send connects again at once:
+    // the coordinator it reaches then may be a new one that never heard of the client.
+    if (mpTouchPort && !mpMessagingClient->IsValid())
+    {
+        mConnectionLost = true;
+    }
     const StCFRef<CFDataRef> data(KeltoClientPackets::SerializeToData(packet));
     CFDataRef replyData = nullptr;
     status = mpMessagingClient->SendRawRequest(kMessageIDEventPacket, data.Get(), &replyData);
+    if (status == KELSTATUS_FAILURE && !mpMessagingClient->IsValid())
+    {
+        return kStatusCoordinatorNotRunning;
+    }
     if (status != KELSTATUS_SUCCESS)
     {
         return status;
@@ -286,7 +297,67 @@ KELSTATUS CKeltoClient::RegisterTouchClient(const std::string& identifier_I,
         return status;
     }
     mpTouchPort = std::move(port);
+    mConnectionLost = false;
+    mToldGone = false;
+    CFRunLoopTimerContext context = {0, this, nullptr, nullptr, nullptr};
+    mRegistrationTimer = CFRunLoopTimerCreate(
+        kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + kRegistrationCheckSeconds,
+        kRegistrationCheckSeconds, 0, 0, LookAfterRegistration, &context);
+    CFRunLoopAddTimer(CFRunLoopGetCurrent(), mRegistrationTimer, kCFRunLoopDefaultMode);
     return KELSTATUS_SUCCESS;
+}
+
+void CKeltoClient::LookAfterRegistration(CFRunLoopTimerRef, void* info_I)
+{
+    auto* self = static_cast<CKeltoClient*>(info_I);
+    if (!self->mpTouchPort || self->mpTouchPort->InHandler())
+    {
+        return;
+    }
+    if (!self->mConnectionLost && self->mpMessagingClient->IsValid())
+    {
+        return;
+    }
+    self->mConnectionLost = true;
+    // The handlers may end the registration or destroy this object: nothing of it is used
+    // after they return.
+    const CoordinatorEventHandler handler = self->mCoordinatorEventHandler;
+    if (!self->mToldGone)
+    {
+        self->mToldGone = true;
+        if (handler)
+        {
+            handler(ECoordinatorEvent::eGone);
+            return; // looked at again on the next tick
+        }
+    }
+    SReply reply;
+    const std::string name = self->mpTouchPort->Name();
+    if (self->Send(KeltoClientPackets::TouchClientRequest(ECommandCreate, name), reply) ==
+        KELSTATUS_SUCCESS)
+    {
+        self->mConnectionLost = false;
+        self->mToldGone = false;
+        if (handler)
+        {
+            handler(ECoordinatorEvent::eBack);
+        }
+    }
+}
+
+void CKeltoClient::StopLookingAfterRegistration()
+{
+    if (mRegistrationTimer != nullptr)
+    {
+        CFRunLoopTimerInvalidate(mRegistrationTimer);
+        CFRelease(mRegistrationTimer);
+        mRegistrationTimer = nullptr;
+    }
+}
+
+void CKeltoClient::SetCoordinatorEventHandler(CoordinatorEventHandler handler_I)
+{
+    mCoordinatorEventHandler = std::move(handler_I);
 }
 
 KELSTATUS CKeltoClient::UnregisterTouchClient()
@@ -295,6 +366,7 @@ KELSTATUS CKeltoClient::UnregisterTouchClient()
     {
         return KELSTATUS_RESOURCE_MISSING;
     }
+    StopLookingAfterRegistration();
     const std::shared_ptr<CKeltoTouchPort> port = std::move(mpTouchPort);
     KELSTATUS status = KELSTATUS_SUCCESS;
     if (!port->InHandler())
@@ -321,6 +393,10 @@ unsigned int CKeltoClient::TouchCapabilitiesReceived() const
 
 std::string CKeltoClient::StatusName(KELSTATUS status_I)
 {
+    if (status_I == kStatusCoordinatorNotRunning)
+    {
+        return "KELSTATUS_API_COORDINATOR_NOT_RUNNING";
+    }
     std::string name = CStringifyEnums<unsigned short>::GetInstance()->GetString(status_I, false);
     if (name.empty())
     {

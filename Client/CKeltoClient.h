@@ -24,9 +24,11 @@
 // reconnects by itself.
 //
 // Results. Requests return a KELSTATUS: KELSTATUS_SUCCESS (0), or the first failure of
-//   - the exchange: KELSTATUS_FAILURE (0xFFFF) when the coordinator is not running, its
-//     port broke or it did not answer in time; KELSTATUS_OS_BAD_RESOURCE (0x040D) when the
-//     request could not be handed over in time;
+//   - the exchange: kStatusCoordinatorNotRunning (0x0904,
+//     "KELSTATUS_API_COORDINATOR_NOT_RUNNING") when nobody serves the coordinator's port or
+//     its connection broke (the coordinator ended); KELSTATUS_FAILURE (0xFFFF) when it did
+//     not answer in time; KELSTATUS_OS_BAD_RESOURCE (0x040D) when the request could not be
+//     handed over in time;
 //   - the answer: KELSTATUS_API_CORRUPT_DATA (0x0903) when the reply is not an event
 //     packet; the status the coordinator left in the reply packet (for example
 //     KELSTATUS_OBJECT_NOT_FOUND, 0x0606, when no driver took a routed request);
@@ -45,12 +47,15 @@
 // thread runs its run loop in the default mode (CFRunLoopRun, NSApplicationMain, or
 // CFRunLoopRunInMode with kCFRunLoopDefaultMode), or while it waits inside a request of
 // this class. A client that cannot be reached once is dropped by the coordinator and must
-// register again. UnregisterTouchClient, or destroying the object, ends the registration.
-// The coordinator waits while the handler runs, so the handler must not send requests to
-// it (this object refuses them there with KELSTATUS_API_BAD_IO). It may unregister or
-// destroy the object: the port closes at once, the delivery in progress goes unanswered,
-// and the coordinator drops the client right there. An exception from the handler is
-// caught and dropped.
+// register again. A coordinator that ends and starts again forgets its touch clients: this
+// object looks after its registration every kRegistrationCheckSeconds from the same run
+// loop (default mode), registers again once the coordinator is back, and tells the
+// handler given to SetCoordinatorEventHandler that it went away and that it came back.
+// UnregisterTouchClient, or destroying the object, ends the registration. The coordinator waits
+// while the handler runs, so the handler must not send requests to it (this object refuses them
+// there with KELSTATUS_API_BAD_IO). It may unregister or destroy the object: the port closes at
+// once, the delivery in progress goes unanswered, and the coordinator drops the client right there.
+// An exception from the handler is caught and dropped.
 //
 // Apple Events. CountTabletsByAppleEvent and SendAppleEvent address the coordinator as the
 // application "com.kelto.TabletDriver". The coordinator answers 'core'/'cnte' for the class
@@ -77,6 +82,7 @@
 
 class CSettingsArray;
 class CMacMessagingClient;
+typedef struct __CFRunLoopTimer* CFRunLoopTimerRef;
 class CKeltoTouchPort;
 
 class CKeltoClient
@@ -89,6 +95,12 @@ public:
     static constexpr double kDefaultTimeout = 30.0;
     // The system ID of "no tablet" in GetLastTabletUsed.
     static constexpr unsigned short kNoTablet = 0xFFFF;
+    // The coordinator is not running: nobody serves its port, or its connection broke. A
+    // status of this library, beside the coordinator's own programming-interface group;
+    // StatusName gives "KELSTATUS_API_COORDINATOR_NOT_RUNNING".
+    static constexpr KELSTATUS kStatusCoordinatorNotRunning = 0x0904;
+    // How often a touch client looks after its registration.
+    static constexpr double kRegistrationCheckSeconds = 1.0;
 
     // One link of a key chain: what a request is about, outermost first ("tablet 3, then its
     // parameter X"). mReference is an index or an ID, as mMode says; with EAddrModeByString
@@ -160,6 +172,14 @@ public:
     // "MultiTouchDeviceID". Never null (an empty array when no tablet has any).
     using TouchCapabilitiesHandler = std::function<void(std::shared_ptr<CSettingsArray>)>;
 
+    // What happened to the coordinator while this object is a touch client.
+    enum class ECoordinatorEvent
+    {
+        eGone, // it stopped answering: its port is gone or its connection broke
+        eBack  // it serves again, and this client is registered with it again
+    };
+    using CoordinatorEventHandler = std::function<void(ECoordinatorEvent)>;
+
     // Nothing is sent yet. timeoutSeconds bounds the sending and the answer of each request.
     explicit CKeltoClient(double timeoutSeconds_I = kDefaultTimeout);
     // Ends a touch-client registration (telling the coordinator, best effort), disconnects.
@@ -168,9 +188,9 @@ public:
     CKeltoClient& operator=(const CKeltoClient&) = delete;
 
     // Connects to the coordinator's port (another name is for tests and private set-ups).
-    // KELSTATUS_FAILURE when nobody serves it; KELSTATUS_DEVICE_ALREADY_OPEN when connected
-    // (the connection is kept). Requests connect by themselves, so calling this is only the
-    // way to learn whether the coordinator runs.
+    // kStatusCoordinatorNotRunning when nobody serves it; KELSTATUS_DEVICE_ALREADY_OPEN when
+    // connected (the connection is kept). Requests connect by themselves, so calling this is only
+    // the way to learn whether the coordinator runs.
     KELSTATUS Connect(const std::string& portName_I = kCoordinatorPortName);
     bool IsConnected() const;
     void Disconnect();
@@ -211,6 +231,9 @@ public:
     // KELSTATUS_RESOURCE_MISSING when not registered.
     KELSTATUS UnregisterTouchClient();
     bool IsTouchClient() const;
+    // Called, on the run loop of the registering thread, when the coordinator is found gone
+    // and when it is back (see above); an empty handler tells nothing.
+    void SetCoordinatorEventHandler(CoordinatorEventHandler handler_I);
     // How many capability deliveries the handler has received since registration.
     unsigned int TouchCapabilitiesReceived() const;
 
@@ -233,7 +256,17 @@ private:
     KELSTATUS SendForData(const SRequest& request_I, std::size_t size_I,
                           std::vector<unsigned char>& data_O);
 
+    // The registration timer's call-back: registers again when the connection was lost.
+    static void LookAfterRegistration(CFRunLoopTimerRef timer_I, void* info_I);
+    void StopLookingAfterRegistration();
+
     double mTimeout;
     std::unique_ptr<CMacMessagingClient> mpMessagingClient;
     std::shared_ptr<CKeltoTouchPort> mpTouchPort;
+    CFRunLoopTimerRef mRegistrationTimer = nullptr;
+    CoordinatorEventHandler mCoordinatorEventHandler;
+    // The connection to the coordinator was found broken since the last registration.
+    bool mConnectionLost = false;
+    // eGone was told and eBack not yet.
+    bool mToldGone = false;
 };

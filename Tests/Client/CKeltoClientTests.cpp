@@ -180,14 +180,16 @@ TEST_F(Client, StatusesOfTheCoordinatorAndOfTheRequestReachTheCaller)
 
 TEST_F(Client, AnAbsentOrSilentCoordinatorIsAFailure)
 {
+    const KELSTATUS notRunning = CKeltoClient::kStatusCoordinatorNotRunning;
+    EXPECT_EQ(CKeltoClient::StatusName(notRunning), "KELSTATUS_API_COORDINATOR_NOT_RUNNING");
     CKeltoClient client(0.5);
-    EXPECT_EQ(client.Connect(), KELSTATUS_FAILURE);
+    EXPECT_EQ(client.Connect(), notRunning);
     EXPECT_FALSE(client.IsConnected());
     unsigned short count = 0;
-    EXPECT_EQ(client.GetTabletCount(count), KELSTATUS_FAILURE);
+    EXPECT_EQ(client.GetTabletCount(count), notRunning);
     EXPECT_EQ(
         client.RegisterTouchClient("com.example.absent", [](std::shared_ptr<CSettingsArray>) {}),
-        KELSTATUS_FAILURE);
+        notRunning);
     EXPECT_FALSE(client.IsTouchClient());
     long tablets = 0;
     EXPECT_EQ(client.CountTabletsByAppleEvent(tablets), procNotFound);
@@ -210,7 +212,7 @@ TEST_F(Client, AnAbsentOrSilentCoordinatorIsAFailure)
     CFRelease(name);
 
     // The port is gone again: the next request reconnects, finds nobody and fails.
-    EXPECT_EQ(client.GetTabletCount(count), KELSTATUS_FAILURE);
+    EXPECT_EQ(client.GetTabletCount(count), notRunning);
 }
 
 TEST_F(Client, ATouchClientGetsCapabilitiesWhileItWaitsAndEndsItsRegistration)

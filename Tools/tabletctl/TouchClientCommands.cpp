@@ -74,6 +74,27 @@ void Listen(const SToolOptions& options_I, const SListenArguments& arguments_I)
     };
     session.Check(session.Client().RegisterTouchClient(identifier, handler),
                   "the touch-client registration of " + identifier);
+    // A coordinator that restarts has forgotten this client; the library registers again.
+    session.Client().SetCoordinatorEventHandler(
+        [&](CKeltoClient::ECoordinatorEvent event)
+        {
+            const bool gone = event == CKeltoClient::ECoordinatorEvent::eGone;
+            if (options_I.mJSON)
+            {
+                const nlohmann::ordered_json line = {
+                    {"identifier", identifier},
+                    {"event", gone ? "coordinatorGone" : "coordinatorBack"}};
+                std::printf("%s\n", line.dump().c_str());
+            }
+            else
+            {
+                std::fputs(gone ? "The coordinator went away; registering again once it is "
+                                  "back.\n"
+                                : "The coordinator is back; registered again.\n",
+                           stdout);
+            }
+            std::fflush(stdout);
+        });
     if (!options_I.mJSON)
     {
         std::printf("Registered as touch client %s; waiting for capabilities.\n",

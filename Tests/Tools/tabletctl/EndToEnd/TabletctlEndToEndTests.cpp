@@ -176,6 +176,27 @@ TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
     // Registered: a synchronisation now reaches it.
     EXPECT_EQ(RunTabletctl("sync").status, 0);
     EXPECT_TRUE(waitFor([&] { return ReadFile(out).find("Device 0") != std::string::npos; }));
+
+    // The coordinator restarts: the client registers again and keeps receiving.
+    EXPECT_EQ(mSystem.Coordinator().Stop(), 0);
+    EXPECT_TRUE(waitFor([&] { return ReadFile(out).find("went away") != std::string::npos; }));
+    ASSERT_TRUE(mSystem.StartCoordinator()) << mSystem.Problem();
+    EXPECT_TRUE(
+        waitFor([&] { return ReadFile(out).find("coordinator is back") != std::string::npos; }))
+        << ReadFile(out);
+    EXPECT_EQ(RunTabletctl("sync").status, 0);
+    auto devices = [&]
+    {
+        const std::string text = ReadFile(out);
+        size_t count = 0;
+        for (size_t at = text.find("Device 0"); at != std::string::npos;
+             at = text.find("Device 0", at + 1))
+        {
+            ++count;
+        }
+        return count;
+    };
+    EXPECT_TRUE(waitFor([&] { return devices() == 2; })) << ReadFile(out);
     kill(pid, SIGINT);
     int status = -1;
     bool reaped = false;
@@ -186,7 +207,7 @@ TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
         waitpid(pid, &status, 0);
     }
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_TRUE(ReadFile(out).ends_with("Received 1 delivery.\n")) << ReadFile(out);
+    EXPECT_TRUE(ReadFile(out).ends_with("Received 2 deliveries.\n")) << ReadFile(out);
 
     // On a terminal, sync shows what it is doing on a line it erases again.
     std::string terminal;
