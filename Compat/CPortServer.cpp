@@ -226,10 +226,11 @@ void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
     // At the nesting limit nothing is read (the sockets hold the requests back) and only
     // replies still to be written are watched, so that a waiting level is not woken for
     // work it may not take.
-    const bool mayDeliver = mDeliveries < kMaxNestedDeliveries;
+    const bool mayDeliverAny = mDeliveries < kMaxNestedDeliveries;
     for (const auto& connection : mConnections)
     {
         const bool pendingOut = connection->mOutStart < connection->mOut.size();
+        const bool mayDeliver = mayDeliverAny && connection->mInFlight < kMaxRequestsInFlight;
         if (!mayDeliver && !pendingOut)
         {
             continue;
@@ -257,7 +258,7 @@ void CPortServer::Handle(int fd, short revents)
     {
         Flush(connection);
     }
-    if (mDeliveries >= kMaxNestedDeliveries)
+    if (mDeliveries >= kMaxNestedDeliveries || connection->mInFlight >= kMaxRequestsInFlight)
     {
         return; // read once a level returns
     }
@@ -346,7 +347,8 @@ void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
 void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
 {
     SPortFrameView frame;
-    while (connection->mFd >= 0 && mDeliveries < kMaxNestedDeliveries)
+    while (connection->mFd >= 0 && mDeliveries < kMaxNestedDeliveries &&
+           connection->mInFlight < kMaxRequestsInFlight)
     {
         const CPortFrameDecoder::EResult result = connection->mDecoder.Next(frame);
         if (result == CPortFrameDecoder::EResult::eMalformed)
@@ -364,7 +366,9 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
         // connection, or close it, or close the whole server.
         Deliver deliver = mDeliver;
         ++mDeliveries;
+        ++connection->mInFlight;
         CFDataRef reply = deliver(static_cast<SInt32>(frame.mWord), data);
+        --connection->mInFlight;
         --mDeliveries;
         CFRelease(data);
         if (frame.mTag != 0)
@@ -399,8 +403,9 @@ void CPortServer::Reply(const std::shared_ptr<SConnection>& connection, UInt32 t
     AppendPortFrame(connection->mOut, kPortReplyMagic, tag,
                     reply != nullptr ? kPortReplyWithData : kPortReplyNoData, bytes, length);
     Flush(connection);
-    if (connection->mFd >= 0 &&
-        connection->mOut.size() - connection->mOutStart > kMaxQueuedReplyBytes)
+    const size_t queued = connection->mOut.size() - connection->mOutStart;
+    if (connection->mFd >= 0 && queued > kMaxQueuedReplyBytes &&
+        queued > kPortFrameHeaderSize + length)
     {
         Drop(connection); // it stopped reading
     }

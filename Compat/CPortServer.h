@@ -3,15 +3,16 @@
 //
 // Each request is delivered on the run loop's thread; its reply is queued and written
 // without blocking. A client that stops reading is dropped once more than
-// kMaxQueuedReplyBytes wait for it, and a client that sends anything malformed is dropped
-// at once; neither can stall the loop or the other clients. Connections from another user
-// are closed as soon as they are accepted.
+// kMaxQueuedReplyBytes wait for it (more than one reply, that is), and a client that sends anything
+// malformed is dropped at once; neither can stall the loop or the other clients. Connections from
+// another user are closed as soon as they are accepted.
 //
 // A call-back that runs the loop while it waits (for a driver, say) lets further requests
 // in, of other clients and of its own connection, each one a level deeper on the same
-// stack. At most kMaxNestedDeliveries are under way at once; further requests stay unread
-// in their sockets until one of them returns, so a client that pipelines thousands of
-// requests cannot run the thread out of stack.
+// stack. At most kMaxNestedDeliveries are under way at once, and at most
+// kMaxRequestsInFlight of one connection; further requests stay unread in their sockets
+// until one of them returns, so a client that pipelines thousands of requests can neither
+// run the thread out of stack nor take every level for itself.
 #pragma once
 
 #include "Compat/CFRunLoopPrivate.h"
@@ -28,8 +29,11 @@ class CPortServer : public CFRunLoopPrivate::IFdHandler
 {
 public:
     static constexpr size_t kMaxConnections = 256;
-    static constexpr size_t kMaxQueuedReplyBytes = 2 * (kPortFrameHeaderSize + kPortMaxPayload);
+    // Reply bytes waiting for one connection, beside those in its socket: about the socket's
+    // own buffer. One reply larger than that is still queued whole.
+    static constexpr size_t kMaxQueuedReplyBytes = 256 * 1024;
     static constexpr size_t kMaxNestedDeliveries = 32;
+    static constexpr size_t kMaxRequestsInFlight = 4;
 
     // Called for each request with its message id and bytes (the data belongs to the
     // caller); returns the reply, owned by the server, or NULL for "no data".
@@ -65,6 +69,7 @@ private:
         CPortFrameDecoder mDecoder{kPortRequestMagic};
         std::vector<UInt8> mOut; // reply bytes not yet written, from mOutStart
         size_t mOutStart = 0;
+        size_t mInFlight = 0; // its requests being delivered, each nested in the one before
     };
 
     CPortServer() = default;

@@ -70,6 +70,41 @@ unsigned int Served(const SExpectations& expected_I, unsigned int count_I,
     return right;
 }
 
+// Twenty clients that send without ever reading: each gets at most a few requests served
+// and a bounded queue of answers (then it is let go), so the coordinator stays small and
+// answers everybody else within a second.
+TEST(ClientFaultTests, TwentyClientsThatNeverReadKeepTheCoordinatorSmall)
+{
+    CReliabilitySystem system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    std::vector<int> stalled;
+    for (int i = 0; i < 20; ++i)
+    {
+        stalled.push_back(RawConnect(system.PortDirectory()));
+        ASSERT_GE(stalled.back(), 0);
+        fcntl(stalled.back(), F_SETFL, fcntl(stalled.back(), F_GETFL) | O_NONBLOCK);
+    }
+    const std::vector<UInt8> frame = RequestFrame(1, MakeRequest(100, 1, system.Expected()));
+    const auto deadline = Clock::now() + std::chrono::seconds(3);
+    while (Clock::now() < deadline)
+    {
+        for (const int fd : stalled)
+        {
+            // Whole frames only; a refused or partial one ends this client's sending.
+            (void)send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        }
+    }
+    const auto start = Clock::now();
+    EXPECT_EQ(Served(system.Expected(), 10), 10u) << system.Logs();
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 1.0);
+    EXPECT_LT(ResidentKiB(system.Coordinator().Pid()), 100 * 1024);
+    for (const int fd : stalled)
+    {
+        close(fd);
+    }
+    EXPECT_TRUE(system.Coordinator().Running());
+}
+
 TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
 {
     CReliabilitySystem system;

@@ -11,10 +11,13 @@
 #include "Tests/Reliability/ClientProcess.h"
 #include "Tests/Reliability/ReliabilitySystem.h"
 
+#include "Mac/Common/Communication/CMacMessagingClient.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <csignal>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -192,6 +195,63 @@ TEST(DriverFaultTests, WhileADriverNeverAnswersOthersAreServedAndNoRequestIsLost
     EXPECT_EQ(first.ReadLine(10.0), "status 0xFFFF driver ");
     EXPECT_EQ(second.ReadLine(10.0), "status 0xFFFF driver ");
     EXPECT_EQ(ServedWithout(system.Expected(), 1, 10), 10u) << system.Logs();
+    EXPECT_TRUE(system.Coordinator().Running());
+}
+} // namespace
+
+namespace
+{
+// A stopped driver (SIGSTOP) and 64 requests for it: only a few wait for it, the others get
+// 0xFFFF at once, and the coordinator's own answers and the other driver's requests come
+// back within a second all the while.
+TEST(DriverFaultTests, AStoppedDriverHoldsAFewRequestsAndNobodyElse)
+{
+    CReliabilitySystem system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    const std::vector<unsigned int> pen = TabletsOf(system.Expected(), 1);
+    system.Driver(1)->Signal(SIGSTOP);
+
+    std::vector<std::unique_ptr<CClientProcess>> askers;
+    for (int i = 0; i < 64; ++i)
+    {
+        askers.push_back(std::make_unique<CClientProcess>(
+            std::vector<std::string>{"ask", std::to_string(pen[i % pen.size()])}));
+    }
+    for (auto& asker : askers)
+    {
+        EXPECT_EQ(asker->ReadLine(20.0), "asking");
+    }
+    // The refused ones answer at once; those that wait say nothing.
+    const size_t waiting = CMacMessagingClient::kMaxWaitingRequests;
+    std::vector<bool> answered(askers.size(), false);
+    size_t refused = 0;
+    const auto deadline = Clock::now() + std::chrono::seconds(20);
+    while (refused < askers.size() - waiting && Clock::now() < deadline)
+    {
+        for (size_t i = 0; i < askers.size(); ++i)
+        {
+            if (!answered[i] && askers[i]->HasLine())
+            {
+                answered[i] = true;
+                refused += askers[i]->ReadLine(1.0) == "status 0xFFFF driver ";
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(refused, askers.size() - waiting) << system.Logs();
+
+    for (int round = 0; round < 3; ++round)
+    {
+        const auto start = Clock::now();
+        EXPECT_EQ(ServedWithout(system.Expected(), 1, 3), 3u) << system.Logs();
+        EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 1.0);
+    }
+    // The driver goes on: those that waited get its answer.
+    system.Driver(1)->Signal(SIGCONT);
+    for (auto& asker : askers)
+    {
+        EXPECT_EQ(asker->WaitForExit(20.0), 0);
+    }
     EXPECT_TRUE(system.Coordinator().Running());
 }
 } // namespace

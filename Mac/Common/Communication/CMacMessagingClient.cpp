@@ -106,9 +106,16 @@ KELSTATUS CMacMessagingClient::SendRawRequest(SInt32 msgid_I, CFDataRef data_I, 
     // A port found valid is not asked again (each asking is a system call): a server that
     // goes away from here on is reported by the send, as it would be a moment later.
 
+    const std::shared_ptr<int> waiting = mWaiting;
+    if (*waiting >= kMaxWaitingRequests)
+    {
+        return KELSTATUS_FAILURE; // the peer has not answered the ones before
+    }
     CFDataRef reply = nullptr;
+    ++*waiting;
     const SInt32 result = CFMessagePortSendRequest(mMessagePortRef, msgid_I, data_I, mSendTimeout,
                                                    mReceiveTimeout, GetRunLoopMode(), &reply);
+    --*waiting;
     const KELSTATUS status = StatusForPortResult(result);
     if (status != KELSTATUS_SUCCESS)
     {

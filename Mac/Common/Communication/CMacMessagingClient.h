@@ -8,6 +8,12 @@
 // below, to which every CMacMessagingServer's port is attached as well, so that the thread
 // keeps serving its own port while it waits (re-entrancy on one thread, no locks).
 //
+// At most kMaxWaitingRequests sends wait on one client at once (each further one is nested
+// in the wait of the one before). Past that a send fails at once with KELSTATUS_FAILURE
+// instead of waiting too: a stopped or stuck peer (a driver under SIGSTOP) then holds only
+// that many levels of the thread's nesting, and everything else it serves (its own queries,
+// requests for the other driver) is still answered at once.
+//
 // Used only on the thread that owns the run loop.
 #pragma once
 
@@ -65,7 +71,15 @@ public:
     // The KELSTATUS of a CFMessagePortSendRequest result, as SendRawRequest reports it.
     static KELSTATUS StatusForPortResult(SInt32 portResult_I);
 
+    // Sends waiting on one client at once: above what eight busy clients of one driver
+    // need, and with both drivers stopped still well inside the port server's 32 nested
+    // deliveries.
+    static constexpr int kMaxWaitingRequests = 12;
+
 private:
+    // Shared with each send under way, which may outlive the object (a call-back run during
+    // the wait may destroy it).
+    std::shared_ptr<int> mWaiting = std::make_shared<int>(0);
     double mSendTimeout = 0.0;
     double mReceiveTimeout = 0.0;
     CFMessagePortRef mMessagePortRef = nullptr;
