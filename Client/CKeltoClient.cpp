@@ -96,6 +96,10 @@ KELSTATUS CKeltoClient::Send(const SRequest& request_I, SReply& reply_O)
     {
         return kStatusCoordinatorNotRunning;
     }
+    if (status == KELSTATUS_RESOURCE_FULL)
+    {
+        return kStatusCoordinatorBusy; // the refusal of a coordinator at its limits
+    }
     if (status != KELSTATUS_SUCCESS)
     {
         return status;
@@ -396,6 +400,10 @@ std::string CKeltoClient::StatusName(KELSTATUS status_I)
     if (status_I == kStatusCoordinatorNotRunning)
     {
         return "KELSTATUS_API_COORDINATOR_NOT_RUNNING";
+    }
+    if (status_I == kStatusCoordinatorBusy)
+    {
+        return "KELSTATUS_API_COORDINATOR_BUSY";
     }
     std::string name = CStringifyEnums<unsigned short>::GetInstance()->GetString(status_I, false);
     if (name.empty())

@@ -26,7 +26,9 @@
 // Results. Requests return a KELSTATUS: KELSTATUS_SUCCESS (0), or the first failure of
 //   - the exchange: kStatusCoordinatorNotRunning (0x0904,
 //     "KELSTATUS_API_COORDINATOR_NOT_RUNNING") when nobody serves the coordinator's port or
-//     its connection broke (the coordinator ended); KELSTATUS_FAILURE (0xFFFF) when it did
+//     its connection broke (the coordinator ended); kStatusCoordinatorBusy (0x0905,
+//     "KELSTATUS_API_COORDINATOR_BUSY") when it refused the connection, being at its limit
+//     of connections; KELSTATUS_FAILURE (0xFFFF) when it did
 //     not answer in time; KELSTATUS_OS_BAD_RESOURCE (0x040D) when the request could not be
 //     handed over in time;
 //   - the answer: KELSTATUS_API_CORRUPT_DATA (0x0903) when the reply is not an event
@@ -99,6 +101,9 @@ public:
     // status of this library, beside the coordinator's own programming-interface group;
     // StatusName gives "KELSTATUS_API_COORDINATOR_NOT_RUNNING".
     static constexpr KELSTATUS kStatusCoordinatorNotRunning = 0x0904;
+    // The coordinator refused this connection: it is at its limit of connections (in all,
+    // or of this process). "KELSTATUS_API_COORDINATOR_BUSY".
+    static constexpr KELSTATUS kStatusCoordinatorBusy = 0x0905;
     // How often a touch client looks after its registration.
     static constexpr double kRegistrationCheckSeconds = 1.0;
 

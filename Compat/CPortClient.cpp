@@ -81,6 +81,12 @@ void CPortClient::Break()
 {
     if (mFd >= 0)
     {
+        // A server that refused us wrote why before it closed: keep that.
+        if (!mRefused)
+        {
+            ReadAvailable();
+            TakeFrames();
+        }
         PortTransport().close(mFd);
         mFd = -1;
     }
@@ -150,6 +156,16 @@ CPortClient::EWrite CPortClient::WriteAll(const std::vector<UInt8>& frame,
 SInt32 CPortClient::SendRequest(SInt32 msgid, CFDataRef data, CFTimeInterval sendTimeout,
                                 CFTimeInterval rcvTimeout, CFStringRef replyMode,
                                 CFDataRef* returnData)
+{
+    // Keeps this client alive even if a call-back run during the exchange releases the port.
+    const std::shared_ptr<CPortClient> self = shared_from_this();
+    const SInt32 result = Exchange(msgid, data, sendTimeout, rcvTimeout, replyMode, returnData);
+    return result != kCFMessagePortSuccess && mRefused ? kCFMessagePortRefused : result;
+}
+
+SInt32 CPortClient::Exchange(SInt32 msgid, CFDataRef data, CFTimeInterval sendTimeout,
+                             CFTimeInterval rcvTimeout, CFStringRef replyMode,
+                             CFDataRef* returnData)
 {
     // A server that hung up is noticed by the write below, which fails on a connection whose
     // other end is closed; only then is the connection polled. That saves a poll() per
@@ -239,17 +255,26 @@ void CPortClient::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
 void CPortClient::Handle(int, short)
 {
     const std::shared_ptr<CPortClient> self = shared_from_this();
-    bool ended = false;
+    const bool open = ReadAvailable();
+    const bool wellFormed = TakeFrames();
+    if (!open || !wellFormed || mRefused)
+    {
+        Break();
+    }
+}
+
+bool CPortClient::ReadAvailable()
+{
     UInt8 buffer[16384];
     while (mFd >= 0)
     {
-        const ssize_t count = PortTransport().recv(mFd, buffer, sizeof buffer, 0);
+        const ssize_t count = PortTransport().recv(mFd, buffer, sizeof buffer, MSG_DONTWAIT);
         if (count > 0)
         {
             mDecoder.Append(buffer, static_cast<size_t>(count));
             if (static_cast<size_t>(count) < sizeof buffer)
             {
-                break; // drained; what comes later wakes the loop again
+                return true; // drained; what comes later wakes the loop again
             }
             continue;
         }
@@ -257,21 +282,25 @@ void CPortClient::Handle(int, short)
         {
             continue;
         }
-        ended = !(count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK));
-        break;
+        return count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
     }
+    return false;
+}
+
+bool CPortClient::TakeFrames()
+{
     SPortFrameView frame;
     for (;;)
     {
         const CPortFrameDecoder::EResult result = mDecoder.Next(frame);
-        if (result == CPortFrameDecoder::EResult::eMalformed)
+        if (result != CPortFrameDecoder::EResult::eFrame)
         {
-            Break();
-            return;
+            return result == CPortFrameDecoder::EResult::eNeedMore;
         }
-        if (result == CPortFrameDecoder::EResult::eNeedMore)
+        if (frame.mWord == kPortReplyRefused)
         {
-            break;
+            mRefused = true; // the connection ends with it
+            continue;
         }
         auto pending = mPending.find(frame.mTag);
         if (pending == mPending.end() || pending->second.mArrived)
@@ -284,9 +313,5 @@ void CPortClient::Handle(int, short)
             pending->second.mReply =
                 CFDataCreate(nullptr, frame.mPayload, static_cast<CFIndex>(frame.mLength));
         }
-    }
-    if (ended)
-    {
-        Break();
     }
 }

@@ -70,9 +70,16 @@ private:
     CPortClient() = default;
     EWrite WriteAll(const std::vector<UInt8>& frame, CFRunLoopPrivate::Clock::time_point deadline);
     void Break();
+    // Reads what the server still sent and takes the frames out of the decoder: replies go to
+    // their requests, a refusal is noted. False when the stream ended or is malformed.
+    bool ReadAvailable();
+    bool TakeFrames();
+    SInt32 Exchange(SInt32 msgid, CFDataRef data, CFTimeInterval sendTimeout,
+                    CFTimeInterval rcvTimeout, CFStringRef replyMode, CFDataRef* returnData);
 
     int mFd = -1;
     bool mBroken = false;
+    bool mRefused = false; // the server's last frame was a refusal
     UInt32 mNextTag = 1;
     CPortFrameDecoder mDecoder{kPortReplyMagic};
     std::map<UInt32, SPending> mPending;

@@ -91,12 +91,16 @@ CPortFrameDecoder::EResult CPortFrameDecoder::Peek(UInt32& tag, UInt32& word, UI
     tag = GetLE32(header + 4);
     word = GetLE32(header + 8);
     length = GetLE32(header + 12);
-    if (GetLE32(header) != mMagic || length > kPortMaxPayload)
+    if (GetLE32(header) != mMagic)
     {
         return EResult::eMalformed;
     }
-    if (mMagic == kPortReplyMagic &&
-        !(word == kPortReplyWithData || (word == kPortReplyNoData && length == 0)))
+    if (length > kPortMaxPayload)
+    {
+        return EResult::eTooLarge;
+    }
+    if (mMagic == kPortReplyMagic && !(word == kPortReplyWithData || word == kPortReplyRefused ||
+                                       (word == kPortReplyNoData && length == 0)))
     {
         return EResult::eMalformed;
     }
@@ -113,11 +117,12 @@ CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrameView& frame)
     UInt32 word = 0;
     UInt32 length = 0;
     const EResult result = Peek(tag, word, length);
-    if (result == EResult::eMalformed)
+    if (result == EResult::eMalformed || result == EResult::eTooLarge)
     {
         mMalformed = true;
         mBuffer.clear();
         mStart = 0;
+        frame.mTag = tag;
     }
     if (result != EResult::eFrame)
     {
@@ -136,9 +141,9 @@ CPortFrameDecoder::EResult CPortFrameDecoder::Next(SPortFrame& frame)
 {
     SPortFrameView view;
     const EResult result = Next(view);
+    frame.mTag = view.mTag;
     if (result == EResult::eFrame)
     {
-        frame.mTag = view.mTag;
         frame.mWord = view.mWord;
         frame.mPayload.assign(view.mPayload, view.mPayload + view.mLength);
     }

@@ -2,15 +2,19 @@
 //
 // A connection carries frames: a 16-byte header and a payload. Integers are little-endian.
 //
-// | Offset | Size | Request (client to server)                 | Reply (server to client) |
-// |--------|------|--------------------------------------------|-----------------------------------|
-// | 0      | 4    | magic 'KPRQ' (0x4B505251)                  | magic 'KPRP' (0x4B505250) | | 4 |
-// 4    | tag: 0 one-way (no reply), else the        | the tag of the request answered   | | | |
-// sender's number for this request           |                                   | | 8      | 4 |
-// message id (SInt32)                        | status: 0 data follows,           | |        | | | 1
-// no data (the call-back gave     | |        |      |                                            |
-// NULL; length is then 0)           | | 12     | 4    | payload length n, at most kPortMaxPayload
-// | payload length n, likewise        | | 16     | n    | the request's bytes | the reply's bytes |
+//   offset  size  request (client to server)         reply (server to client)
+//   0       4     magic 'KPRQ' (0x4B505251)           magic 'KPRP' (0x4B505250)
+//   4       4     tag: 0 one-way (no reply), else     the tag of the request answered;
+//                 the sender's number for it          0 for a refusal before any request
+//   8       4     message id (SInt32)                 status: 0 data follows; 1 no data
+//                                                     (the call-back gave NULL; length 0);
+//                                                     2 refused, the payload says why
+//   12      4     payload length n, at most           likewise
+//                 kPortMaxPayload
+//   16      n     the request's bytes                 the reply's bytes
+//
+// A refusal ("too many connections", "frame too large") is the server's last frame on the
+// connection: it closes it after.
 //
 // The peer is untrusted: the decoder keeps only the bytes received, never allocates by a
 // length it was told, and calls anything else malformed, after which the connection is
@@ -28,6 +32,7 @@ constexpr size_t kPortFrameHeaderSize = 16;
 constexpr UInt32 kPortMaxPayload = 16u << 20;
 constexpr UInt32 kPortReplyWithData = 0;
 constexpr UInt32 kPortReplyNoData = 1;
+constexpr UInt32 kPortReplyRefused = 2;
 
 struct SPortFrame
 {
@@ -60,7 +65,9 @@ public:
     {
         eFrame,
         eNeedMore,
-        eMalformed
+        eMalformed,
+        eTooLarge // a well-formed header announcing more than kPortMaxPayload; the frame's
+                  // tag is given, and the bytes are malformed from then on
     };
 
     // Decodes requests (kPortRequestMagic) or replies (kPortReplyMagic).

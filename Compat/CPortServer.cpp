@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -123,15 +124,17 @@ void RemoveUnservedPorts(const std::string& directory_I)
 // others.
 constexpr size_t kReadChunk = 256 * 1024;
 
-bool PeerIsOurUser(int fd)
+// The peer's process when it is of our user; 0 otherwise.
+pid_t PeerOfOurUser(int fd)
 {
     ucred credentials = {};
     socklen_t length = sizeof credentials;
-    if (PortTransport().getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+    if (PortTransport().getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0 ||
+        credentials.uid != geteuid())
     {
-        return false;
+        return 0;
     }
-    return credentials.uid == geteuid();
+    return credentials.pid > 0 ? credentials.pid : 1;
 }
 } // namespace
 
@@ -219,7 +222,7 @@ void CPortServer::Close()
 
 void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
 {
-    if (mListenFd >= 0 && mConnections.size() < kMaxConnections)
+    if (mListenFd >= 0)
     {
         watches.push_back({mListenFd, POLLIN});
     }
@@ -271,7 +274,7 @@ void CPortServer::Handle(int fd, short revents)
 
 void CPortServer::Accept()
 {
-    while (mListenFd >= 0 && mConnections.size() < kMaxConnections)
+    while (mListenFd >= 0)
     {
         const int fd =
             PortTransport().accept4(mListenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
@@ -289,15 +292,41 @@ void CPortServer::Accept()
 
 void CPortServer::Adopt(int fd)
 {
-    if (!PeerIsOurUser(fd) || mConnections.size() >= kMaxConnections)
+    const pid_t pid = PeerOfOurUser(fd);
+    if (pid == 0)
     {
         PortTransport().close(fd);
+        return;
+    }
+    const size_t ofProcess = static_cast<size_t>(
+        std::count_if(mConnections.begin(), mConnections.end(),
+                      [pid](const auto& connection) { return connection->mPid == pid; }));
+    if (mConnections.size() >= kMaxConnections || ofProcess >= kMaxConnectionsPerProcess)
+    {
+        // Said once per process, not once per connection it tries.
+        static std::set<pid_t> told;
+        if (told.size() < 1024 && told.insert(pid).second)
+        {
+            std::fprintf(stderr, "%s: refusing connections of process %d: too many connections\n",
+                         mSocketPath.c_str(), static_cast<int>(pid));
+        }
+        Refuse(fd, 0, "too many connections");
         return;
     }
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     auto connection = std::make_shared<SConnection>();
     connection->mFd = fd;
+    connection->mPid = pid;
     mConnections.push_back(std::move(connection));
+}
+
+void CPortServer::Refuse(int fd, UInt32 tag, const std::string& why)
+{
+    const std::vector<UInt8> frame =
+        EncodePortFrame(kPortReplyMagic, tag, kPortReplyRefused,
+                        reinterpret_cast<const UInt8*>(why.data()), why.size());
+    (void)PortTransport().send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    PortTransport().close(fd);
 }
 
 std::shared_ptr<CPortServer::SConnection> CPortServer::Find(int fd) const
@@ -351,6 +380,15 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
            connection->mInFlight < kMaxRequestsInFlight)
     {
         const CPortFrameDecoder::EResult result = connection->mDecoder.Next(frame);
+        if (result == CPortFrameDecoder::EResult::eTooLarge)
+        {
+            // The sender is told why before the connection goes.
+            const int fd = connection->mFd;
+            connection->mFd = -1;
+            Drop(connection);
+            Refuse(fd, frame.mTag, "frame too large");
+            return;
+        }
         if (result == CPortFrameDecoder::EResult::eMalformed)
         {
             Drop(connection);

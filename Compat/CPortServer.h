@@ -28,7 +28,11 @@
 class CPortServer : public CFRunLoopPrivate::IFdHandler
 {
 public:
+    // Connections in all, and of one process (by its credentials). Past either, a new
+    // connection is accepted, refused with a frame that says so ("too many connections")
+    // and closed: the client learns at once instead of waiting in the listen backlog.
     static constexpr size_t kMaxConnections = 256;
+    static constexpr size_t kMaxConnectionsPerProcess = 64;
     // Reply bytes waiting for one connection, beside those in its socket: about the socket's
     // own buffer. One reply larger than that is still queued whole.
     static constexpr size_t kMaxQueuedReplyBytes = 256 * 1024;
@@ -66,6 +70,7 @@ private:
     struct SConnection
     {
         int mFd = -1;
+        pid_t mPid = 0;
         CPortFrameDecoder mDecoder{kPortRequestMagic};
         std::vector<UInt8> mOut; // reply bytes not yet written, from mOutStart
         size_t mOutStart = 0;
@@ -79,6 +84,8 @@ private:
     void Reply(const std::shared_ptr<SConnection>& connection, UInt32 tag, CFDataRef reply);
     void Flush(const std::shared_ptr<SConnection>& connection);
     void Drop(const std::shared_ptr<SConnection>& connection);
+    // Writes a refusal frame (best effort, without waiting) and closes the socket.
+    void Refuse(int fd, UInt32 tag, const std::string& why);
     std::shared_ptr<SConnection> Find(int fd) const;
 
     int mListenFd = -1;

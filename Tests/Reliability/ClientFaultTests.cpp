@@ -7,6 +7,10 @@
 #include "Tests/Reliability/ClientProcess.h"
 #include "Tests/Reliability/ReliabilitySystem.h"
 
+#include "Client/CKeltoClient.h"
+
+#include "Compat/CPortServer.h"
+
 #include "Compat/CPortFrameDecoder.h"
 #include "Mac/Common/Communication/MessageIDs.h"
 
@@ -20,7 +24,10 @@
 #include <thread>
 #include <vector>
 
+#include <algorithm>
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -102,6 +109,82 @@ TEST(ClientFaultTests, TwentyClientsThatNeverReadKeepTheCoordinatorSmall)
     {
         close(fd);
     }
+    EXPECT_TRUE(system.Coordinator().Running());
+}
+
+// The frame a refused connection gets before it is closed: "<tag> <reason>".
+std::string Refusal(int fd_I)
+{
+    pollfd wait = {fd_I, POLLIN, 0};
+    std::vector<UInt8> bytes(256);
+    ssize_t got = 0;
+    if (poll(&wait, 1, 5000) == 1)
+    {
+        got = recv(fd_I, bytes.data(), bytes.size(), 0);
+    }
+    CPortFrameDecoder decoder(kPortReplyMagic);
+    decoder.Append(bytes.data(), got > 0 ? static_cast<size_t>(got) : 0);
+    SPortFrame frame;
+    if (decoder.Next(frame) != CPortFrameDecoder::EResult::eFrame ||
+        frame.mWord != kPortReplyRefused)
+    {
+        return "(none)";
+    }
+    return std::to_string(frame.mTag) + " " +
+           std::string(frame.mPayload.begin(), frame.mPayload.end());
+}
+
+// 2,000 idle connections from one process: it keeps 64, the others are refused at once
+// with a frame that says why, and everybody else is served within a second. A frame larger
+// than the limit gets its own refusal. The coordinator stays small throughout.
+TEST(ClientFaultTests, IdleConnectionsAndOversizedFramesLockNobodyOut)
+{
+    rlimit files = {};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 4096);
+    setrlimit(RLIMIT_NOFILE, &files);
+    CReliabilitySystem system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    std::vector<int> idle;
+    for (int i = 0; i < 2000; ++i)
+    {
+        const int fd = RawConnect(system.PortDirectory());
+        ASSERT_GE(fd, 0) << i;
+        idle.push_back(fd);
+    }
+    const size_t kept = CPortServer::kMaxConnectionsPerProcess;
+    EXPECT_EQ(Refusal(idle[kept]), "0 too many connections");
+    EXPECT_EQ(Refusal(idle.back()), "0 too many connections");
+
+    // Another process is served at once.
+    const auto start = Clock::now();
+    CClientProcess asker({"ask", "0"});
+    EXPECT_EQ(asker.ReadLine(5.0), "asking");
+    EXPECT_EQ(asker.ReadLine(5.0), "status 0x0000 driver Kelto");
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - start).count(), 1.0);
+    EXPECT_LT(ResidentKiB(system.Coordinator().Pid()), 100 * 1024);
+
+    // This process, at its limit, is told so through the client library.
+    {
+        CKeltoClient client(5.0);
+        unsigned short count = 0;
+        EXPECT_EQ(client.GetTabletCount(count), CKeltoClient::kStatusCoordinatorBusy);
+    }
+    // A frame announcing more than the limit: the sender learns why, then the connection ends.
+    const std::vector<UInt8> header =
+        EncodePortFrame(kPortRequestMagic, 7, kMessageIDEventPacket, nullptr, 0);
+    std::vector<UInt8> oversized(header);
+    const UInt32 length = kPortMaxPayload + 1;
+    std::memcpy(oversized.data() + 12, &length, sizeof length);
+    ASSERT_EQ(send(idle[0], oversized.data(), oversized.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(oversized.size()));
+    EXPECT_EQ(Refusal(idle[0]), "7 frame too large");
+
+    for (const int fd : idle)
+    {
+        close(fd);
+    }
+    EXPECT_EQ(Served(system.Expected(), 10), 10u) << system.Logs();
     EXPECT_TRUE(system.Coordinator().Running());
 }
 

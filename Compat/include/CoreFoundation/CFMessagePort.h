@@ -30,7 +30,10 @@ enum
     kCFMessagePortReceiveTimeout = -2,
     kCFMessagePortIsInvalid = -3,
     kCFMessagePortTransportError = -4,
-    kCFMessagePortBecameInvalidError = -5
+    kCFMessagePortBecameInvalidError = -5,
+    // Here only, never on macOS: the server refused the connection or the request (too many
+    // connections, a frame too large) and closed the connection; the port is invalid.
+    kCFMessagePortRefused = -6
 };
 
 typedef struct

@@ -171,6 +171,11 @@ KELSTATUS CMacMessagingClient::StatusForPortResult(SInt32 portResult_I)
     case kCFMessagePortSendTimeout:
     case kCFMessagePortIsInvalid:
         return KELSTATUS_OS_BAD_RESOURCE;
+#if !defined(__APPLE__)
+    case kCFMessagePortRefused:
+        // The other side is at its limit of connections, or refused a frame too large.
+        return KELSTATUS_RESOURCE_FULL;
+#endif
     case kCFMessagePortReceiveTimeout:
     default:
         // Transport errors, a port that became invalid while waiting, unknown values.

@@ -57,9 +57,10 @@ public:
     // Sends one request and waits for the reply. On success *pReply_O holds the reply,
     // owned by the caller, or null when the other side answered nothing; on failure it is
     // left untouched. Results: 0; KELSTATUS_OS_BAD_RESOURCE for a send time-out or an
-    // invalid port; KELSTATUS_FAILURE for no port, a receive time-out and every other
-    // transport failure. That the two time-outs map differently is old behaviour that
-    // callers rely on, and it is kept.
+    // invalid port; KELSTATUS_RESOURCE_FULL when the other side refused the connection or
+    // the request (too many connections, a frame too large); KELSTATUS_FAILURE for no
+    // port, a receive time-out and every other transport failure. That the two time-outs map
+    // differently is old behaviour that callers rely on, and it is kept.
     KELSTATUS SendRawRequest(SInt32 msgid_I, CFDataRef data_I, CFDataRef* pReply_O);
 
     // Retains the new mode before releasing the old one, so setting the same mode is safe;
