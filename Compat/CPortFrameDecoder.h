@@ -80,6 +80,8 @@ public:
     EResult Next(SPortFrameView& frame);
     // A whole frame is waiting (or the bytes are malformed): Next() would not say eNeedMore.
     bool HasFrame() const;
+    // Bytes of a frame not yet whole are waiting.
+    bool HasPartialFrame() const { return mBuffer.size() > mStart && !HasFrame(); }
 
 private:
     EResult Peek(UInt32& tag, UInt32& word, UInt32& length) const;

@@ -270,6 +270,14 @@ void CPortServer::Handle(int fd, short revents)
         Read(connection);
     }
     DeliverFrames(connection);
+    if (!connection->mDecoder.HasPartialFrame())
+    {
+        connection->mPartialSince = CFRunLoopPrivate::Clock::time_point::max();
+    }
+    else if (connection->mPartialSince == CFRunLoopPrivate::Clock::time_point::max())
+    {
+        connection->mPartialSince = CFRunLoopPrivate::Clock::now();
+    }
 }
 
 void CPortServer::Accept()
@@ -298,10 +306,17 @@ void CPortServer::Adopt(int fd)
         PortTransport().close(fd);
         return;
     }
-    const size_t ofProcess = static_cast<size_t>(
-        std::count_if(mConnections.begin(), mConnections.end(),
-                      [pid](const auto& connection) { return connection->mPid == pid; }));
-    if (mConnections.size() >= kMaxConnections || ofProcess >= kMaxConnectionsPerProcess)
+    auto ofProcess = [this, pid]
+    {
+        return static_cast<size_t>(std::count_if(mConnections.begin(), mConnections.end(),
+                                                 [pid](const auto& connection)
+                                                 { return connection->mPid == pid; }));
+    };
+    if (mConnections.size() >= kMaxConnections || ofProcess() >= kMaxConnectionsPerProcess)
+    {
+        DropStalledConnections(); // a slot held by half a frame for long is freed first
+    }
+    if (mConnections.size() >= kMaxConnections || ofProcess() >= kMaxConnectionsPerProcess)
     {
         // Said once per process, not once per connection it tries.
         static std::set<pid_t> told;
@@ -318,6 +333,19 @@ void CPortServer::Adopt(int fd)
     connection->mFd = fd;
     connection->mPid = pid;
     mConnections.push_back(std::move(connection));
+}
+
+void CPortServer::DropStalledConnections()
+{
+    const auto limit = CFRunLoopPrivate::Clock::now() - kPartialFrameTimeout;
+    const std::vector<std::shared_ptr<SConnection>> connections = mConnections;
+    for (const auto& connection : connections)
+    {
+        if (connection->mPartialSince < limit && connection->mInFlight == 0)
+        {
+            Drop(connection);
+        }
+    }
 }
 
 void CPortServer::Refuse(int fd, UInt32 tag, const std::string& why)

@@ -20,6 +20,7 @@
 
 #include <CoreFoundation/CFData.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -33,6 +34,8 @@ public:
     // and closed: the client learns at once instead of waiting in the listen backlog.
     static constexpr size_t kMaxConnections = 256;
     static constexpr size_t kMaxConnectionsPerProcess = 64;
+    // A connection holding part of a frame this long is let go when its slot is needed.
+    static constexpr std::chrono::seconds kPartialFrameTimeout{10};
     // Reply bytes waiting for one connection, beside those in its socket: about the socket's
     // own buffer. One reply larger than that is still queued whole.
     static constexpr size_t kMaxQueuedReplyBytes = 256 * 1024;
@@ -71,6 +74,9 @@ private:
     {
         int mFd = -1;
         pid_t mPid = 0;
+        // Since when it holds part of a frame; time_point::max() when it holds none.
+        CFRunLoopPrivate::Clock::time_point mPartialSince =
+            CFRunLoopPrivate::Clock::time_point::max();
         CPortFrameDecoder mDecoder{kPortRequestMagic};
         std::vector<UInt8> mOut; // reply bytes not yet written, from mOutStart
         size_t mOutStart = 0;
@@ -84,6 +90,8 @@ private:
     void Reply(const std::shared_ptr<SConnection>& connection, UInt32 tag, CFDataRef reply);
     void Flush(const std::shared_ptr<SConnection>& connection);
     void Drop(const std::shared_ptr<SConnection>& connection);
+    // Lets go of the connections that have held part of a frame for kPartialFrameTimeout.
+    void DropStalledConnections();
     // Writes a refusal frame (best effort, without waiting) and closes the socket.
     void Refuse(int fd, UInt32 tag, const std::string& why);
     std::shared_ptr<SConnection> Find(int fd) const;

@@ -188,6 +188,34 @@ TEST(ClientFaultTests, IdleConnectionsAndOversizedFramesLockNobodyOut)
     EXPECT_TRUE(system.Coordinator().Running());
 }
 
+// Connections that hold half a frame keep their slots only for a while: once a new
+// connection needs one, those stalled for kPartialFrameTimeout are let go.
+TEST(ClientFaultTests, HalfAFrameHoldsASlotOnlyForAWhile)
+{
+    CReliabilitySystem system;
+    ASSERT_TRUE(system.Start()) << system.Problem();
+    const std::vector<UInt8> header = EncodePortFrame(kPortRequestMagic, 1, 0, nullptr, 0);
+    std::vector<int> stalled;
+    for (size_t i = 0; i < CPortServer::kMaxConnectionsPerProcess; ++i)
+    {
+        stalled.push_back(RawConnect(system.PortDirectory()));
+        ASSERT_EQ(send(stalled.back(), header.data(), 8, MSG_NOSIGNAL), 8); // half a header
+    }
+    // Until the time-out the process is at its limit...
+    int early = RawConnect(system.PortDirectory());
+    EXPECT_EQ(Refusal(early), "0 too many connections");
+    close(early);
+    // ...after it, the stalled connections go and the new one is served.
+    std::this_thread::sleep_for(CPortServer::kPartialFrameTimeout + std::chrono::milliseconds(200));
+    EXPECT_EQ(Served(system.Expected(), 4), 4u) << system.Logs();
+    for (const int fd : stalled)
+    {
+        char byte = 0;
+        EXPECT_EQ(recv(fd, &byte, 1, MSG_DONTWAIT), 0) << "a stalled connection is still open";
+        close(fd);
+    }
+}
+
 TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
 {
     CReliabilitySystem system;
