@@ -106,8 +106,10 @@ struct __CFRunLoop : CFRuntime::CFObject
     std::set<std::string> mCommonModes;
     std::vector<CFRunLoopSourceRef> mCommonSources; // retained
     std::vector<std::pair<std::shared_ptr<IFdHandler>, int>> mWatchers;
-    // Timers (retained) with the mode each was added to (kCommonModes for the common ones).
+    // Timers (retained) with the mode each was added to (kCommonModes for the common ones),
+    // and how many there are, so that a pass of a loop without timers takes no lock for them.
     std::vector<std::pair<CFRunLoopTimerRef, std::string>> mTimers;
+    std::atomic<size_t> mTimerCount{0};
     // Changes, under mLock and before the change, whenever a source joins or leaves a mode,
     // so that a pass knows its snapshot still holds without asking again.
     std::atomic<std::uint64_t> mGeneration{0};
@@ -257,6 +259,7 @@ struct SThreadLoop
                 CFRelease(timer);
             }
             mLoop->mTimers.clear();
+            mLoop->mTimerCount.store(0);
         }
         CFRelease(mLoop);
     }
@@ -399,6 +402,10 @@ bool ModeIsEmpty(__CFRunLoop* rl, SRunMode& mode)
 Clock::time_point NextTimerFire(__CFRunLoop* rl, const SRunMode& mode)
 {
     Clock::time_point next = Clock::time_point::max();
+    if (rl->mTimerCount.load() == 0)
+    {
+        return next;
+    }
     std::lock_guard<std::mutex> guard(rl->mLock);
     for (const auto& [timer, timerMode] : rl->mTimers)
     {
@@ -414,6 +421,10 @@ Clock::time_point NextTimerFire(__CFRunLoop* rl, const SRunMode& mode)
 // repeating one to its next date in the future and taking a one-shot one out.
 void FireDueTimers(__CFRunLoop* rl, const SRunMode& mode)
 {
+    if (rl->mTimerCount.load() == 0)
+    {
+        return;
+    }
     std::vector<CFRunLoopTimerRef> due; // retained
     const Clock::time_point now = Clock::now();
     {
@@ -1080,6 +1091,7 @@ void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode m
             }
         }
         loop->mTimers.emplace_back(CFRuntime::Retained(timer), name);
+        loop->mTimerCount.store(loop->mTimers.size());
     }
     CFRunLoopWakeUp(rl);
 }
@@ -1112,6 +1124,7 @@ void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer)
                 ++entry;
             }
         }
+        rl->mTimerCount.store(timers.size());
     }
     for (CFRunLoopTimerRef each : released)
     {

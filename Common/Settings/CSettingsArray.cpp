@@ -351,14 +351,24 @@ CSettingsArray::~CSettingsArray()
 {
     ChildList children;
     MoveChildrenInto(children);
-    ReleaseWithoutRecursion(children);
+    if (!children.empty())
+    {
+        ReleaseWithoutRecursion(children);
+    }
+}
+
+bool CSettingsArray::HasChildren() const
+{
+    return !mObjectVector.empty();
 }
 
 void CSettingsArray::MoveChildrenInto(ChildList& children_IO)
 {
     for (std::shared_ptr<CSettingsObject>& element : mObjectVector)
     {
-        children_IO.push_back(std::move(element));
+        if (HoldsSubtree(element))
+        {
+            children_IO.push_back(std::move(element));
+        }
     }
-    mObjectVector.clear();
 }

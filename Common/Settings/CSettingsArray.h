@@ -66,6 +66,7 @@ public:
                                                             size_t& pos_IO);
 
 protected:
+    bool HasChildren() const override;
     void MoveChildrenInto(ChildList& children_IO) override;
 
 private:

@@ -467,14 +467,24 @@ CSettingsMap::~CSettingsMap()
 {
     ChildList children;
     MoveChildrenInto(children);
-    ReleaseWithoutRecursion(children);
+    if (!children.empty())
+    {
+        ReleaseWithoutRecursion(children);
+    }
+}
+
+bool CSettingsMap::HasChildren() const
+{
+    return !mObjectMap.empty();
 }
 
 void CSettingsMap::MoveChildrenInto(ChildList& children_IO)
 {
     for (SEntry& entry : mObjectMap)
     {
-        children_IO.push_back(std::move(entry.second));
+        if (HoldsSubtree(entry.second))
+        {
+            children_IO.push_back(std::move(entry.second));
+        }
     }
-    mObjectMap.clear();
 }

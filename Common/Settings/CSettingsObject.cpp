@@ -134,9 +134,6 @@ void CSettingsObject::ReleaseWithoutRecursion(ChildList& children_IO)
     {
         std::shared_ptr<CSettingsObject> child = std::move(children_IO.back());
         children_IO.pop_back();
-        if (child && child.use_count() == 1)
-        {
-            child->MoveChildrenInto(children_IO);
-        }
+        child->MoveChildrenInto(children_IO);
     }
 }

@@ -93,12 +93,22 @@ protected:
     CSettingsObject() = default;
 
     using ChildList = std::vector<std::shared_ptr<CSettingsObject>>;
-    // Moves this object's children (a container's values) to the end of `children_IO`.
+    // Whether this object holds values of its own (a container that is not empty).
+    virtual bool HasChildren() const { return false; }
+    // Moves those children that this object alone holds and that hold children themselves
+    // to the end of `children_IO`; the others go with this object as usual, as they free
+    // nothing below them.
     virtual void MoveChildrenInto(ChildList&) {}
     // Releases `children_IO` with a loop instead of one destructor inside the other: a child
-    // held only here gives its own children to the list before it goes. The containers'
-    // destructors call it, so a tree a million levels deep is freed in constant stack.
+    // gives its own such children to the list before it goes. The containers' destructors
+    // call it, so a tree a million levels deep is freed in constant stack, and a container
+    // without containers in it allocates nothing for this.
     static void ReleaseWithoutRecursion(ChildList& children_IO);
+    // Whether `child_I` is to be moved out by MoveChildrenInto.
+    static bool HoldsSubtree(const std::shared_ptr<CSettingsObject>& child_I)
+    {
+        return child_I && child_I.use_count() == 1 && child_I->HasChildren();
+    }
 
     // The checked conversion shared by the scalar CastToX functions: null stays null
     // silently; an object whose type name is `typeName_I` comes back as a T; anything else
