@@ -196,6 +196,11 @@ CPortServer::~CPortServer()
 void CPortServer::Close()
 {
     mDeliver = nullptr;
+    for (const int fd : mRefused)
+    {
+        PortTransport().close(fd);
+    }
+    mRefused.clear();
     while (!mConnections.empty())
     {
         const std::shared_ptr<SConnection> connection = mConnections.back();
@@ -226,6 +231,10 @@ void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
     {
         watches.push_back({mListenFd, POLLIN});
     }
+    for (const int fd : mRefused)
+    {
+        watches.push_back({fd, POLLIN});
+    }
     // At the nesting limit nothing is read (the sockets hold the requests back) and only
     // replies still to be written are watched, so that a waiting level is not woken for
     // work it may not take.
@@ -250,6 +259,14 @@ void CPortServer::Handle(int fd, short revents)
     if (fd == mListenFd && mListenFd >= 0)
     {
         Accept();
+        return;
+    }
+    if (const auto refused = std::find(mRefused.begin(), mRefused.end(), fd);
+        refused != mRefused.end())
+    {
+        // Its client wrote or hung up: it has had the refusal in front of it.
+        PortTransport().close(fd);
+        mRefused.erase(refused);
         return;
     }
     std::shared_ptr<SConnection> connection = Find(fd);
@@ -325,7 +342,12 @@ void CPortServer::Adopt(int fd)
             std::fprintf(stderr, "%s: refusing connections of process %d: too many connections\n",
                          mSocketPath.c_str(), static_cast<int>(pid));
         }
-        Refuse(fd, 0, "too many connections");
+        const std::string why = "too many connections";
+        const std::vector<UInt8> frame =
+            EncodePortFrame(kPortReplyMagic, 0, kPortReplyRefused,
+                            reinterpret_cast<const UInt8*>(why.data()), why.size());
+        (void)PortTransport().send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        KeepRefused(fd);
         return;
     }
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -346,6 +368,16 @@ void CPortServer::DropStalledConnections()
             Drop(connection);
         }
     }
+}
+
+void CPortServer::KeepRefused(int fd)
+{
+    if (mRefused.size() >= kMaxRefusedKept)
+    {
+        PortTransport().close(mRefused.front());
+        mRefused.erase(mRefused.begin());
+    }
+    mRefused.push_back(fd);
 }
 
 void CPortServer::Refuse(int fd, UInt32 tag, const std::string& why)

@@ -94,6 +94,12 @@ private:
     void DropStalledConnections();
     // Writes a refusal frame (best effort, without waiting) and closes the socket.
     void Refuse(int fd, UInt32 tag, const std::string& why);
+    // A connection refused at once is kept open (unread) until its client writes or hangs
+    // up, at most kMaxRefusedKept of them: a client that checks its connection before its
+    // first request would otherwise find it closed and take the server for gone, never
+    // reading why.
+    void KeepRefused(int fd);
+    static constexpr size_t kMaxRefusedKept = 64;
     std::shared_ptr<SConnection> Find(int fd) const;
 
     int mListenFd = -1;
@@ -103,4 +109,5 @@ private:
     Deliver mDeliver;
     size_t mDeliveries = 0; // call-backs under way, each nested in the one before
     std::vector<std::shared_ptr<SConnection>> mConnections;
+    std::vector<int> mRefused; // oldest first
 };

@@ -52,6 +52,11 @@ CToolSession::CToolSession(const SToolOptions& options_I)
 
 void CToolSession::Check(KELSTATUS status_I, const std::string& what_I) const
 {
+    if (status_I == CKeltoClient::kStatusCoordinatorBusy)
+    {
+        throw CCommandError("coordinator busy: too many connections; " + what_I + " was refused (" +
+                            DescribeStatus(status_I) + ")");
+    }
     if (status_I != KELSTATUS_SUCCESS)
     {
         throw CCommandError(what_I + " failed: " + DescribeStatus(status_I));
