@@ -1,125 +1,21 @@
 #include "Compat/CPortServer.h"
 
 #include "Compat/PortDirectory.h"
+#include "Compat/PortFiles.h"
 #include "Compat/SPortTransport.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <set>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 namespace
 {
-// The files of the ports this process serves, removed when it exits: exit() does not run
-// the destructors of ports that live as long as the process.
-std::mutex gServedLock;
-std::set<std::pair<std::string, std::string>>& ServedFiles()
-{
-    static auto* files = new std::set<std::pair<std::string, std::string>>;
-    return *files;
-}
-
-void RemoveServedFilesAtExit()
-{
-    std::lock_guard<std::mutex> guard(gServedLock);
-    // Still holding each lock: a new owner's files are never removed.
-    for (const auto& [socketPath, lockPath] : ServedFiles())
-    {
-        unlink(socketPath.c_str());
-        unlink(lockPath.c_str());
-    }
-}
-
-// Whether the lock file `fd_I` was opened as is still the one at `path_I`: a holder removes
-// it on close, and then somebody who opened it before must not count it as taken.
-bool StillAtPath(int fd_I, const std::string& path_I)
-{
-    struct stat opened = {};
-    struct stat named = {};
-    return fstat(fd_I, &opened) == 0 && lstat(path_I.c_str(), &named) == 0 &&
-           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
-}
-
-// Takes the lock of a port name: ".<file>.lock", held with flock for as long as the port is
-// served. The lock's descriptor, or -1 with `served_O` set when a live owner holds it.
-int TakeLock(const std::string& lockPath_I, bool& served_O)
-{
-    served_O = false;
-    for (int attempt = 0; attempt < 8; ++attempt)
-    {
-        const int fd = open(lockPath_I.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-        if (fd < 0)
-        {
-            return -1;
-        }
-        if (flock(fd, LOCK_EX | LOCK_NB) != 0)
-        {
-            served_O = errno == EWOULDBLOCK;
-            close(fd);
-            return -1;
-        }
-        if (StillAtPath(fd, lockPath_I))
-        {
-            return fd;
-        }
-        // Removed by its last holder after we opened it: take the new one.
-        close(fd);
-    }
-    return -1;
-}
-
-// Removes what processes that ended without closing their ports (killed, crashed) left in
-// `directory_I`: each socket whose lock nobody holds, with its lock file. Once per directory
-// and process, before the first port is opened there.
-void RemoveUnservedPorts(const std::string& directory_I)
-{
-    static std::mutex lock;
-    static std::set<std::string> cleaned;
-    {
-        std::lock_guard<std::mutex> guard(lock);
-        if (!cleaned.insert(directory_I).second)
-        {
-            return;
-        }
-    }
-    DIR* directory = opendir(directory_I.c_str());
-    if (directory == nullptr)
-    {
-        return;
-    }
-    constexpr std::string_view kSuffix = ".lock";
-    while (const dirent* entry = readdir(directory))
-    {
-        const std::string name = entry->d_name;
-        if (name.size() <= kSuffix.size() + 1 || name[0] != '.' || !name.ends_with(kSuffix))
-        {
-            continue;
-        }
-        const std::string lockPath = directory_I + "/" + name;
-        const int fd = open(lockPath.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
-        if (fd < 0)
-        {
-            continue;
-        }
-        if (flock(fd, LOCK_EX | LOCK_NB) == 0 && StillAtPath(fd, lockPath))
-        {
-            unlink((directory_I + "/" + name.substr(1, name.size() - 1 - kSuffix.size())).c_str());
-            unlink(lockPath.c_str());
-        }
-        close(fd);
-    }
-    closedir(directory);
-}
 // Bytes read from one connection per wake-up, so that one busy client cannot starve the
 // others.
 constexpr size_t kReadChunk = 256 * 1024;
@@ -153,10 +49,10 @@ std::shared_ptr<CPortServer> CPortServer::Open(const std::string& directory,
     }
     std::memcpy(address.sun_path, server->mSocketPath.c_str(), server->mSocketPath.size() + 1);
 
-    RemoveUnservedPorts(directory);
+    PortFiles::RemoveUnservedPorts(directory);
     server->mLockPath = directory + "/." + file + ".lock";
     bool served = false;
-    server->mLockFd = TakeLock(server->mLockPath, served);
+    server->mLockFd = PortFiles::TakeLock(server->mLockPath, served);
     if (server->mLockFd < 0)
     {
         result = served ? EOpen::eNameServed : EOpen::eFailed;
@@ -178,12 +74,7 @@ std::shared_ptr<CPortServer> CPortServer::Open(const std::string& directory,
         unlink(server->mSocketPath.c_str());
         return nullptr;
     }
-    {
-        std::lock_guard<std::mutex> guard(gServedLock);
-        static const bool registered = std::atexit(RemoveServedFilesAtExit) == 0;
-        (void)registered;
-        ServedFiles().emplace(server->mSocketPath, server->mLockPath);
-    }
+    PortFiles::RemoveAtExit(server->mSocketPath, server->mLockPath);
     result = EOpen::eOpened;
     return server;
 }
@@ -215,10 +106,7 @@ void CPortServer::Close()
     }
     if (mLockFd >= 0)
     {
-        {
-            std::lock_guard<std::mutex> guard(gServedLock);
-            ServedFiles().erase({mSocketPath, mLockPath});
-        }
+        PortFiles::ForgetAtExit(mSocketPath, mLockPath);
         unlink(mLockPath.c_str());
         close(mLockFd);
         mLockFd = -1;
