@@ -3,7 +3,8 @@
 // Each domain is a property list in the user's preferences folder ("~/Library/Preferences"
 // on macOS; here "$XDG_CONFIG_HOME/kelto", by default "~/.config/kelto"):
 // "<bundle identifier>.plist" for the application (none when the main bundle has no
-// identifier) and ".GlobalPreferences.plist" beside it for the global domain. They are read on first use and again by synchronize(); nothing is written.
+// identifier) and ".GlobalPreferences.plist" beside it for the global domain. They are read on
+// first use and again by synchronize(); nothing is written.
 //
 //   [NSUserDefaults standardUserDefaults]   NSUserDefaults::standardUserDefaults()
 //   [defaults objectForKey:@"key"]           defaults->objectForKey(CFSTR("key"))

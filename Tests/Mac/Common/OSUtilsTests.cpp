@@ -90,8 +90,7 @@ protected:
 
     void WriteGlobalDefaults(const std::string& entries)
     {
-        std::ofstream(mRoot / "kelto" / ".GlobalPreferences.plist")
-            << Plist(entries);
+        std::ofstream(mRoot / "kelto" / ".GlobalPreferences.plist") << Plist(entries);
         NSUserDefaults::standardUserDefaults()->synchronize();
     }
 
