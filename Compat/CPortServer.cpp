@@ -16,6 +16,16 @@
 
 namespace
 {
+// Writes a refusal frame (best effort, without waiting): the server's last word on a
+// connection.
+void SendRefusal(int fd, UInt32 tag, const std::string& why)
+{
+    const std::vector<UInt8> frame =
+        EncodePortFrame(kPortReplyMagic, tag, kPortReplyRefused,
+                        reinterpret_cast<const UInt8*>(why.data()), why.size());
+    (void)PortTransport().send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
 // Bytes read from one connection per wake-up, so that one busy client cannot starve the
 // others.
 constexpr size_t kReadChunk = 256 * 1024;
@@ -211,17 +221,19 @@ void CPortServer::Adopt(int fd)
         PortTransport().close(fd);
         return;
     }
-    auto ofProcess = [this, pid]
+    auto full = [this, pid]
     {
-        return static_cast<size_t>(std::count_if(mConnections.begin(), mConnections.end(),
-                                                 [pid](const auto& connection)
-                                                 { return connection->mPid == pid; }));
+        return mConnections.size() >= kMaxConnections ||
+               static_cast<size_t>(std::count_if(mConnections.begin(), mConnections.end(),
+                                                 [pid](const auto& connection) {
+                                                     return connection->mPid == pid;
+                                                 })) >= kMaxConnectionsPerProcess;
     };
-    if (mConnections.size() >= kMaxConnections || ofProcess() >= kMaxConnectionsPerProcess)
+    if (full())
     {
         DropStalledConnections(); // a slot held by half a frame for long is freed first
     }
-    if (mConnections.size() >= kMaxConnections || ofProcess() >= kMaxConnectionsPerProcess)
+    if (full())
     {
         // Said once per process, not once per connection it tries.
         static std::set<pid_t> told;
@@ -230,11 +242,7 @@ void CPortServer::Adopt(int fd)
             std::fprintf(stderr, "%s: refusing connections of process %d: too many connections\n",
                          mSocketPath.c_str(), static_cast<int>(pid));
         }
-        const std::string why = "too many connections";
-        const std::vector<UInt8> frame =
-            EncodePortFrame(kPortReplyMagic, 0, kPortReplyRefused,
-                            reinterpret_cast<const UInt8*>(why.data()), why.size());
-        (void)PortTransport().send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        SendRefusal(fd, 0, "too many connections");
         KeepRefused(fd);
         return;
     }
@@ -266,15 +274,6 @@ void CPortServer::KeepRefused(int fd)
         mRefused.erase(mRefused.begin());
     }
     mRefused.push_back(fd);
-}
-
-void CPortServer::Refuse(int fd, UInt32 tag, const std::string& why)
-{
-    const std::vector<UInt8> frame =
-        EncodePortFrame(kPortReplyMagic, tag, kPortReplyRefused,
-                        reinterpret_cast<const UInt8*>(why.data()), why.size());
-    (void)PortTransport().send(fd, frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    PortTransport().close(fd);
 }
 
 std::shared_ptr<CPortServer::SConnection> CPortServer::Find(int fd) const
@@ -334,7 +333,8 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
             const int fd = connection->mFd;
             connection->mFd = -1;
             Drop(connection);
-            Refuse(fd, frame.mTag, "frame too large");
+            SendRefusal(fd, frame.mTag, "frame too large");
+            PortTransport().close(fd);
             return;
         }
         if (result == CPortFrameDecoder::EResult::eMalformed)

@@ -92,8 +92,6 @@ private:
     void Drop(const std::shared_ptr<SConnection>& connection);
     // Lets go of the connections that have held part of a frame for kPartialFrameTimeout.
     void DropStalledConnections();
-    // Writes a refusal frame (best effort, without waiting) and closes the socket.
-    void Refuse(int fd, UInt32 tag, const std::string& why);
     // A connection refused at once is kept open (unread) until its client writes or hangs
     // up, at most kMaxRefusedKept of them: a client that checks its connection before its
     // first request would otherwise find it closed and take the server for gone, never
