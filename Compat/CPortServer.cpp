@@ -11,6 +11,7 @@
 #include <set>
 
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -29,6 +30,18 @@ void SendRefusal(int fd, UInt32 tag, const std::string& why)
 // Bytes read from one connection per wake-up, so that one busy client cannot starve the
 // others.
 constexpr size_t kReadChunk = 256 * 1024;
+
+// Ready descriptors taken from the epoll set per pass; the rest stay ready for the next.
+constexpr int kEventsPerPass = 64;
+
+// Whether a refused connection's client has written or hung up (not merely that an event
+// was left over from before a nested pass reused its descriptor).
+bool PeerActed(int fd)
+{
+    char byte;
+    const ssize_t count = PortTransport().recv(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return count >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
+}
 
 // The peer's process when it is of our user; 0 otherwise.
 pid_t PeerOfOurUser(int fd)
@@ -79,11 +92,17 @@ std::shared_ptr<CPortServer> CPortServer::Open(const std::string& directory,
     {
         return nullptr;
     }
-    if (transport.listen(server->mListenFd, SOMAXCONN) != 0)
+    server->mEpollFd = epoll_create1(EPOLL_CLOEXEC);
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = server->mListenFd;
+    if (transport.listen(server->mListenFd, SOMAXCONN) != 0 || server->mEpollFd < 0 ||
+        epoll_ctl(server->mEpollFd, EPOLL_CTL_ADD, server->mListenFd, &event) != 0)
     {
         unlink(server->mSocketPath.c_str());
         return nullptr;
     }
+    server->mSpareFd = open("/dev/null", O_RDONLY | O_CLOEXEC);
     PortFiles::RemoveAtExit(server->mSocketPath, server->mLockPath);
     result = EOpen::eOpened;
     return server;
@@ -99,14 +118,16 @@ void CPortServer::Close()
     mDeliver = nullptr;
     for (const int fd : mRefused)
     {
+        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, fd, nullptr);
         PortTransport().close(fd);
     }
     mRefused.clear();
     while (!mConnections.empty())
     {
-        const std::shared_ptr<SConnection> connection = mConnections.back();
+        const std::shared_ptr<SConnection> connection = mConnections.begin()->second;
         Drop(connection);
     }
+    mRevisit.clear();
     if (mListenFd >= 0)
     {
         // Unlinked while the lock is still held, so a new owner's socket is never removed.
@@ -121,78 +142,155 @@ void CPortServer::Close()
         close(mLockFd);
         mLockFd = -1;
     }
+    for (int* fd : {&mEpollFd, &mSpareFd})
+    {
+        if (*fd >= 0)
+        {
+            close(*fd);
+            *fd = -1;
+        }
+    }
 }
 
 void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
 {
-    if (mListenFd >= 0)
+    if (mEpollFd >= 0)
     {
-        watches.push_back({mListenFd, POLLIN});
-    }
-    for (const int fd : mRefused)
-    {
-        watches.push_back({fd, POLLIN});
-    }
-    // At the nesting limit nothing is read (the sockets hold the requests back) and only
-    // replies still to be written are watched, so that a waiting level is not woken for
-    // work it may not take.
-    const bool mayDeliverAny = mDeliveries < kMaxNestedDeliveries;
-    for (const auto& connection : mConnections)
-    {
-        const bool pendingOut = connection->mOutStart < connection->mOut.size();
-        const bool mayDeliver = mayDeliverAny && connection->mInFlight < kMaxRequestsInFlight;
-        if (!mayDeliver && !pendingOut)
-        {
-            continue;
-        }
-        watches.push_back(
-            {connection->mFd,
-             static_cast<short>((mayDeliver ? POLLIN : 0) | (pendingOut ? POLLOUT : 0)),
-             mayDeliver && connection->mDecoder.HasFrame()});
+        // Whole frames already read, or input left waiting at the nesting limit, are taken
+        // without waiting for the descriptors.
+        watches.push_back({mEpollFd, POLLIN, HasWorkWaiting()});
     }
 }
 
-void CPortServer::Handle(int fd, short revents)
+bool CPortServer::HasWorkWaiting() const
 {
-    if (fd == mListenFd && mListenFd >= 0)
+    if (!mDeliver || mDeliveries >= kMaxNestedDeliveries)
     {
-        Accept();
+        return false;
+    }
+    return std::any_of(mRevisit.begin(), mRevisit.end(),
+                       [this](const auto& connection) { return MayDeliver(*connection); });
+}
+
+void CPortServer::Handle(int, short)
+{
+    if (HasWorkWaiting())
+    {
+        std::vector<std::shared_ptr<SConnection>> revisit;
+        revisit.swap(mRevisit);
+        for (const auto& connection : revisit)
+        {
+            connection->mRevisit = false;
+        }
+        for (const auto& connection : revisit)
+        {
+            // Watched again for input, and its whole frames delivered; one that still may
+            // not deliver goes back on the list.
+            if (MayDeliver(*connection))
+            {
+                HandleConnection(connection, 0);
+            }
+            else
+            {
+                Watch(connection);
+            }
+        }
+    }
+    if (mEpollFd < 0)
+    {
         return;
     }
-    if (const auto refused = std::find(mRefused.begin(), mRefused.end(), fd);
-        refused != mRefused.end())
+    epoll_event events[kEventsPerPass];
+    const int count = epoll_wait(mEpollFd, events, kEventsPerPass, 0);
+    // A call-back below may run the loop, which handles further events of the set, closes
+    // connections or the server: every event is looked up again when its turn comes.
+    for (int i = 0; i < count && mEpollFd >= 0; ++i)
+    {
+        const int fd = events[i].data.fd;
+        if (const std::shared_ptr<SConnection> connection = Find(fd))
+        {
+            HandleConnection(connection, events[i].events);
+        }
+        else if (fd == mListenFd)
+        {
+            Accept();
+        }
+        else
+        {
+            HandleRefused(fd);
+        }
+    }
+}
+
+void CPortServer::HandleRefused(int fd)
+{
+    const auto refused = std::find(mRefused.begin(), mRefused.end(), fd);
+    if (refused != mRefused.end() && PeerActed(fd))
     {
         // Its client wrote or hung up: it has had the refusal in front of it.
+        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, fd, nullptr);
         PortTransport().close(fd);
         mRefused.erase(refused);
-        return;
     }
-    std::shared_ptr<SConnection> connection = Find(fd);
-    if (!connection)
-    {
-        return; // closed by an earlier call-back of this pass
-    }
-    if ((revents & (POLLOUT | POLLHUP | POLLERR)) != 0)
+}
+
+void CPortServer::HandleConnection(const std::shared_ptr<SConnection>& connection, UInt32 events)
+{
+    if ((events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0)
     {
         Flush(connection);
     }
-    if (mDeliveries >= kMaxNestedDeliveries || connection->mInFlight >= kMaxRequestsInFlight)
+    if (connection->mFd >= 0 && MayDeliver(*connection))
     {
-        return; // read once a level returns
+        if ((events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0)
+        {
+            Read(connection);
+        }
+        DeliverFrames(connection);
+        if (!connection->mDecoder.HasPartialFrame())
+        {
+            connection->mPartialSince = CFRunLoopPrivate::Clock::time_point::max();
+        }
+        else if (connection->mPartialSince == CFRunLoopPrivate::Clock::time_point::max())
+        {
+            connection->mPartialSince = CFRunLoopPrivate::Clock::now();
+        }
     }
-    if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0)
+    Watch(connection);
+}
+
+void CPortServer::Watch(const std::shared_ptr<SConnection>& connection)
+{
+    if (connection->mFd < 0 || mEpollFd < 0)
     {
-        Read(connection);
+        return;
     }
-    DeliverFrames(connection);
-    if (!connection->mDecoder.HasPartialFrame())
+    const bool mayDeliver = MayDeliver(*connection);
+    if (!connection->mRevisit &&
+        ((!mayDeliver && mDeliveries >= kMaxNestedDeliveries) || connection->mDecoder.HasFrame()))
     {
-        connection->mPartialSince = CFRunLoopPrivate::Clock::time_point::max();
+        connection->mRevisit = true;
+        mRevisit.push_back(connection);
     }
-    else if (connection->mPartialSince == CFRunLoopPrivate::Clock::time_point::max())
+    // At a limit nothing is read (the socket holds the requests back) and only replies still
+    // to be written are watched, so that a waiting level is not woken for work it may not
+    // take.
+    const UInt32 wanted = (mayDeliver ? UInt32{EPOLLIN} : 0) |
+                          (connection->mOutStart < connection->mOut.size() ? UInt32{EPOLLOUT} : 0);
+    if (wanted == connection->mWatched)
     {
-        connection->mPartialSince = CFRunLoopPrivate::Clock::now();
+        return;
     }
+    epoll_event event = {};
+    event.events = wanted;
+    event.data.fd = connection->mFd;
+    // A descriptor watched for nothing would still report a hang-up at every pass, so it
+    // leaves the set instead.
+    const int operation = wanted == 0                 ? EPOLL_CTL_DEL
+                          : connection->mWatched == 0 ? EPOLL_CTL_ADD
+                                                      : EPOLL_CTL_MOD;
+    epoll_ctl(mEpollFd, operation, connection->mFd, &event);
+    connection->mWatched = wanted;
 }
 
 void CPortServer::Accept()
@@ -207,10 +305,39 @@ void CPortServer::Accept()
             {
                 continue;
             }
+            if (errno == EMFILE || errno == ENFILE)
+            {
+                RefuseWithoutDescriptor();
+            }
             return; // EAGAIN, or a connection that went away before it was taken
         }
         Adopt(fd);
     }
+}
+
+void CPortServer::RefuseWithoutDescriptor()
+{
+    // Left in the backlog, the connection would keep the listening socket ready at every
+    // pass and its client waiting for nothing.
+    if (mSpareFd < 0)
+    {
+        return;
+    }
+    close(mSpareFd);
+    const int fd = PortTransport().accept4(mListenFd, nullptr, nullptr, SOCK_CLOEXEC);
+    if (fd >= 0)
+    {
+        static bool told = false;
+        if (!told)
+        {
+            told = true;
+            std::fprintf(stderr, "%s: refusing connections: out of file descriptors\n",
+                         mSocketPath.c_str());
+        }
+        SendRefusal(fd, 0, "too many connections");
+        PortTransport().close(fd);
+    }
+    mSpareFd = open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
 void CPortServer::Adopt(int fd)
@@ -223,11 +350,10 @@ void CPortServer::Adopt(int fd)
     }
     auto full = [this, pid]
     {
+        const auto ofProcess = mConnectionsOfProcess.find(pid);
         return mConnections.size() >= kMaxConnections ||
-               static_cast<size_t>(std::count_if(mConnections.begin(), mConnections.end(),
-                                                 [pid](const auto& connection) {
-                                                     return connection->mPid == pid;
-                                                 })) >= kMaxConnectionsPerProcess;
+               (ofProcess != mConnectionsOfProcess.end() &&
+                ofProcess->second >= kMaxConnectionsPerProcess);
     };
     if (full())
     {
@@ -235,34 +361,45 @@ void CPortServer::Adopt(int fd)
     }
     if (full())
     {
-        // Said once per process, not once per connection it tries.
-        static std::set<pid_t> told;
-        if (told.size() < 1024 && told.insert(pid).second)
-        {
-            std::fprintf(stderr, "%s: refusing connections of process %d: too many connections\n",
-                         mSocketPath.c_str(), static_cast<int>(pid));
-        }
-        SendRefusal(fd, 0, "too many connections");
-        KeepRefused(fd);
+        RefuseOverLimit(fd, pid);
         return;
     }
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     auto connection = std::make_shared<SConnection>();
     connection->mFd = fd;
     connection->mPid = pid;
-    mConnections.push_back(std::move(connection));
+    mConnections.emplace(fd, connection);
+    ++mConnectionsOfProcess[pid];
+    Watch(connection);
+}
+
+void CPortServer::RefuseOverLimit(int fd, pid_t pid)
+{
+    // Said once per process, not once per connection it tries.
+    static std::set<pid_t> told;
+    if (told.size() < 1024 && told.insert(pid).second)
+    {
+        std::fprintf(stderr, "%s: refusing connections of process %d: too many connections\n",
+                     mSocketPath.c_str(), static_cast<int>(pid));
+    }
+    SendRefusal(fd, 0, "too many connections");
+    KeepRefused(fd);
 }
 
 void CPortServer::DropStalledConnections()
 {
     const auto limit = CFRunLoopPrivate::Clock::now() - kPartialFrameTimeout;
-    const std::vector<std::shared_ptr<SConnection>> connections = mConnections;
-    for (const auto& connection : connections)
+    std::vector<std::shared_ptr<SConnection>> stalled;
+    for (const auto& entry : mConnections)
     {
-        if (connection->mPartialSince < limit && connection->mInFlight == 0)
+        if (entry.second->mPartialSince < limit && entry.second->mInFlight == 0)
         {
-            Drop(connection);
+            stalled.push_back(entry.second);
         }
+    }
+    for (const auto& connection : stalled)
+    {
+        Drop(connection);
     }
 }
 
@@ -270,22 +407,21 @@ void CPortServer::KeepRefused(int fd)
 {
     if (mRefused.size() >= kMaxRefusedKept)
     {
+        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, mRefused.front(), nullptr);
         PortTransport().close(mRefused.front());
         mRefused.erase(mRefused.begin());
     }
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = fd;
+    epoll_ctl(mEpollFd, EPOLL_CTL_ADD, fd, &event);
     mRefused.push_back(fd);
 }
 
 std::shared_ptr<CPortServer::SConnection> CPortServer::Find(int fd) const
 {
-    for (const auto& connection : mConnections)
-    {
-        if (connection->mFd == fd)
-        {
-            return connection;
-        }
-    }
-    return nullptr;
+    const auto found = mConnections.find(fd);
+    return found != mConnections.end() ? found->second : nullptr;
 }
 
 void CPortServer::Read(const std::shared_ptr<SConnection>& connection)
@@ -330,11 +466,8 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
         if (result == CPortFrameDecoder::EResult::eTooLarge)
         {
             // The sender is told why before the connection goes.
-            const int fd = connection->mFd;
-            connection->mFd = -1;
+            SendRefusal(connection->mFd, frame.mTag, "frame too large");
             Drop(connection);
-            SendRefusal(fd, frame.mTag, "frame too large");
-            PortTransport().close(fd);
             return;
         }
         if (result == CPortFrameDecoder::EResult::eMalformed)
@@ -353,9 +486,11 @@ void CPortServer::DeliverFrames(const std::shared_ptr<SConnection>& connection)
         Deliver deliver = mDeliver;
         ++mDeliveries;
         ++connection->mInFlight;
+        Watch(connection);
         CFDataRef reply = deliver(static_cast<SInt32>(frame.mWord), data);
         --connection->mInFlight;
         --mDeliveries;
+        Watch(connection);
         CFRelease(data);
         if (frame.mTag != 0)
         {
@@ -415,20 +550,35 @@ void CPortServer::Flush(const std::shared_ptr<SConnection>& connection)
         }
         if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
         {
-            return; // the rest goes when poll() says the socket can take it
+            break; // the rest goes when the socket can take it
         }
         Drop(connection);
         return;
     }
+    Watch(connection);
 }
 
 void CPortServer::Drop(const std::shared_ptr<SConnection>& connection)
 {
-    if (connection->mFd >= 0)
+    if (connection->mFd < 0)
     {
-        PortTransport().close(connection->mFd);
-        connection->mFd = -1;
+        return;
     }
-    mConnections.erase(std::remove(mConnections.begin(), mConnections.end(), connection),
-                       mConnections.end());
+    if (connection->mWatched != 0)
+    {
+        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, connection->mFd, nullptr);
+    }
+    if (connection->mRevisit)
+    {
+        mRevisit.erase(std::remove(mRevisit.begin(), mRevisit.end(), connection), mRevisit.end());
+        connection->mRevisit = false;
+    }
+    mConnections.erase(connection->mFd);
+    if (const auto ofProcess = mConnectionsOfProcess.find(connection->mPid);
+        ofProcess != mConnectionsOfProcess.end() && --ofProcess->second == 0)
+    {
+        mConnectionsOfProcess.erase(ofProcess);
+    }
+    PortTransport().close(connection->mFd);
+    connection->mFd = -1;
 }

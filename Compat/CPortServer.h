@@ -1,6 +1,12 @@
 // The serving side of a local message port: the listening socket, the name lock and the
 // connections of its clients, all driven by the run loop the port's source is added to.
 //
+// The descriptors (listening socket, connections) sit in one epoll set of the server, and
+// the run loop watches only that set: a pass costs what is ready, not what is connected, and
+// a connection is found by its descriptor in one step. A connection is watched for exactly
+// what it may do next (reading while it may deliver, writing while replies wait), so a
+// level-triggered event never repeats for work that cannot be taken.
+//
 // Each request is delivered on the run loop's thread; its reply is queued and written
 // without blocking. A client that stops reading is dropped once more than
 // kMaxQueuedReplyBytes wait for it (more than one reply, that is), and a client that sends anything
@@ -24,6 +30,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 class CPortServer : public CFRunLoopPrivate::IFdHandler
@@ -32,7 +39,7 @@ public:
     // Connections in all, and of one process (by its credentials). Past either, a new
     // connection is accepted, refused with a frame that says so ("too many connections")
     // and closed: the client learns at once instead of waiting in the listen backlog.
-    static constexpr size_t kMaxConnections = 256;
+    static constexpr size_t kMaxConnections = 16384;
     static constexpr size_t kMaxConnectionsPerProcess = 64;
     // A connection holding part of a frame this long is let go when its slot is needed.
     static constexpr std::chrono::seconds kPartialFrameTimeout{10};
@@ -74,6 +81,8 @@ private:
     {
         int mFd = -1;
         pid_t mPid = 0;
+        UInt32 mWatched = 0;   // the epoll events it is registered for; 0: not in the set
+        bool mRevisit = false; // in mRevisit
         // Since when it holds part of a frame; time_point::max() when it holds none.
         CFRunLoopPrivate::Clock::time_point mPartialSince =
             CFRunLoopPrivate::Clock::time_point::max();
@@ -90,6 +99,21 @@ private:
     void Reply(const std::shared_ptr<SConnection>& connection, UInt32 tag, CFDataRef reply);
     void Flush(const std::shared_ptr<SConnection>& connection);
     void Drop(const std::shared_ptr<SConnection>& connection);
+    void HandleConnection(const std::shared_ptr<SConnection>& connection, UInt32 events);
+    void HandleRefused(int fd);
+    // Brings the connection's epoll registration in line with what it may do next.
+    void Watch(const std::shared_ptr<SConnection>& connection);
+    // Whether a connection on mRevisit may deliver now (no descriptor says so).
+    bool HasWorkWaiting() const;
+    bool MayDeliver(const SConnection& connection) const
+    {
+        return connection.mFd >= 0 && mDeliveries < kMaxNestedDeliveries &&
+               connection.mInFlight < kMaxRequestsInFlight;
+    }
+    void RefuseOverLimit(int fd, pid_t pid);
+    // Takes connections the descriptor limit would have left in the backlog: accepts one
+    // with a spare descriptor and refuses it.
+    void RefuseWithoutDescriptor();
     // Lets go of the connections that have held part of a frame for kPartialFrameTimeout.
     void DropStalledConnections();
     // A connection refused at once is kept open (unread) until its client writes or hangs
@@ -100,12 +124,19 @@ private:
     static constexpr size_t kMaxRefusedKept = 64;
     std::shared_ptr<SConnection> Find(int fd) const;
 
+    int mEpollFd = -1;
     int mListenFd = -1;
+    int mSpareFd = -1; // kept open for RefuseWithoutDescriptor
     int mLockFd = -1;
     std::string mSocketPath;
     std::string mLockPath;
     Deliver mDeliver;
     size_t mDeliveries = 0; // call-backs under way, each nested in the one before
-    std::vector<std::shared_ptr<SConnection>> mConnections;
+    std::unordered_map<int, std::shared_ptr<SConnection>> mConnections; // by descriptor
+    std::unordered_map<pid_t, size_t> mConnectionsOfProcess;
+    // Connections with whole frames already read, or told to wait while
+    // kMaxNestedDeliveries were under way: work no descriptor will announce, looked at at
+    // every pass.
+    std::vector<std::shared_ptr<SConnection>> mRevisit;
     std::vector<int> mRefused; // oldest first
 };

@@ -37,31 +37,6 @@ namespace
 using namespace reliability;
 using Clock = std::chrono::steady_clock;
 
-// A connection to the coordinator's socket that follows the framing but nothing else.
-int RawConnect(const std::string& portDirectory_I)
-{
-    const std::string path = portDirectory_I + "/" + kCoordinatorPortName;
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-    {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// The packet as a request frame with that tag, as a client sends it.
-std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet)
-{
-    std::vector<UInt8> block(packet.GetSerializedSize(nullptr));
-    packet.SerializeToBuffer(block.data(), block.size(), nullptr);
-    return EncodePortFrame(kPortRequestMagic, tag_I, static_cast<UInt32>(kMessageIDEventPacket),
-                           block.data(), block.size());
-}
-
 // Requests of every kind of the mix from a well-behaved client; the number answered right.
 unsigned int Served(const SExpectations& expected_I, unsigned int count_I,
                     unsigned int client_I = 201)

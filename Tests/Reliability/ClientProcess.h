@@ -58,6 +58,10 @@ inline std::vector<std::string> LoadArguments(unsigned int client_I, unsigned in
         std::to_string(expected_I.mTabletCount), std::to_string(expected_I.mProtocolVersion)};
     arguments.insert(arguments.end(), expected_I.mDriverOfTablet.begin(),
                      expected_I.mDriverOfTablet.end());
+    if (!expected_I.mAvoidedDriver.empty())
+    {
+        arguments.push_back("--avoid=" + expected_I.mAvoidedDriver);
+    }
     return arguments;
 }
 

@@ -29,20 +29,6 @@ using Clock = std::chrono::steady_clock;
 
 const char* const kDriverNames[] = {"Kelto", "Pen"};
 
-// The system IDs of the tablets of driver `driverID_I`.
-std::vector<unsigned int> TabletsOf(const SExpectations& expected_I, int driverID_I)
-{
-    std::vector<unsigned int> tablets;
-    for (unsigned int id = 0; id < expected_I.mDriverOfTablet.size(); ++id)
-    {
-        if (expected_I.mDriverOfTablet[id] == kDriverNames[driverID_I])
-        {
-            tablets.push_back(id);
-        }
-    }
-    return tablets;
-}
-
 // `count_I` requests that need nothing of driver `busyDriverID_I`: the coordinator's own
 // answers (protocol version, touch API query) and requests for the other driver's tablets.
 // The number answered right.

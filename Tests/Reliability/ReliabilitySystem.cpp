@@ -2,11 +2,19 @@
 #include "Tests/EndToEnd/EndToEndSupport.h"
 #include "Tools/SimulatedDriver/SSimDriverConfig.h"
 
+#include "Compat/CPortFrameDecoder.h"
+#include "Mac/Common/Communication/MessageIDs.h"
+
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
 #include <thread>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace reliability
 {
@@ -65,17 +73,54 @@ bool CReliabilitySystem::LearnExpectations()
     return true;
 }
 
-long ResidentKiB(pid_t pid_I)
+long ResidentKiB(pid_t pid_I, const char* field_I)
 {
     std::ifstream status("/proc/" + std::to_string(pid_I) + "/status");
+    const std::string prefix = std::string(field_I) + ":";
     std::string line;
     while (std::getline(status, line))
     {
-        if (line.rfind("VmRSS:", 0) == 0)
+        if (line.rfind(prefix, 0) == 0)
         {
-            return std::stol(line.substr(6));
+            return std::stol(line.substr(prefix.size()));
         }
     }
     return -1;
+}
+
+std::vector<unsigned int> TabletsOf(const SExpectations& expected_I, int driverID_I)
+{
+    std::vector<unsigned int> tablets;
+    for (unsigned int id = 0; id < expected_I.mDriverOfTablet.size(); ++id)
+    {
+        if (expected_I.mDriverOfTablet[id] == (driverID_I == 0 ? "Kelto" : "Pen"))
+        {
+            tablets.push_back(id);
+        }
+    }
+    return tablets;
+}
+
+int RawConnect(const std::string& portDirectory_I)
+{
+    const std::string path = portDirectory_I + "/" + kCoordinatorPortName;
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+    {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet)
+{
+    std::vector<UInt8> block(packet.GetSerializedSize(nullptr));
+    packet.SerializeToBuffer(block.data(), block.size(), nullptr);
+    return EncodePortFrame(kPortRequestMagic, tag_I, static_cast<UInt32>(kMessageIDEventPacket),
+                           block.data(), block.size());
 }
 } // namespace reliability

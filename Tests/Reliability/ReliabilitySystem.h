@@ -7,7 +7,11 @@
 #include "Tests/Reliability/RequestMix.h"
 #include "Tests/Support/CoordinatorWithDrivers.h"
 
+#include <MacTypes.h>
+
 #include <string>
+#include <vector>
+
 #include <sys/types.h>
 
 namespace reliability
@@ -48,6 +52,20 @@ private:
     SExpectations mExpected;
 };
 
-// Resident memory of a process in KiB (VmRSS of /proc); -1 when it cannot be read.
-long ResidentKiB(pid_t pid_I);
+// Resident memory of a process in KiB (VmRSS of /proc), or its peak so far (VmHWM); -1 when
+// it cannot be read.
+long ResidentKiB(pid_t pid_I, const char* field_I = "VmRSS");
+inline long PeakResidentKiB(pid_t pid_I)
+{
+    return ResidentKiB(pid_I, "VmHWM");
+}
+
+// The system IDs of the tablets of driver 0 ("Kelto") or 1 ("Pen").
+std::vector<unsigned int> TabletsOf(const SExpectations& expected_I, int driverID_I);
+
+// A connection to the coordinator's socket that follows the framing but nothing else; -1
+// when it cannot connect.
+int RawConnect(const std::string& portDirectory_I);
+// The packet as a request frame with that tag, as a client sends it.
+std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet);
 } // namespace reliability

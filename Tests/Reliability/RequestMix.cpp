@@ -40,7 +40,18 @@ unsigned int TabletOf(unsigned int client_I, unsigned int sequence_I,
                       const SExpectations& expected_I)
 {
     const auto tablets = static_cast<unsigned int>(expected_I.mDriverOfTablet.size());
-    return tablets == 0 ? 0 : (client_I + sequence_I / 4) % tablets;
+    if (tablets == 0)
+    {
+        return 0;
+    }
+    unsigned int tablet = (client_I + sequence_I / 4) % tablets;
+    for (unsigned int tried = 0;
+         tried < tablets && expected_I.mDriverOfTablet[tablet] == expected_I.mAvoidedDriver;
+         ++tried)
+    {
+        tablet = (tablet + 1) % tablets;
+    }
+    return tablet;
 }
 
 EEventIdentifier ParameterOf(unsigned int sequence_I)

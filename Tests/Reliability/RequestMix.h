@@ -28,6 +28,8 @@ struct SExpectations
     std::uint32_t mProtocolVersion = 0;
     // Driver name ("Name" of its configuration) by tablet system ID.
     std::vector<std::string> mDriverOfTablet;
+    // Routed requests go to the tablets of the other drivers only (one that is stopped).
+    std::string mAvoidedDriver;
 };
 
 // The packet of request `sequence_I` of client `client_I` (0 to 255).

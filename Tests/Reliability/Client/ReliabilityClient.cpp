@@ -1,11 +1,12 @@
 // A client process of the reliability tests. It prints one line per result on standard
 // output and ends by itself after two minutes at the latest.
 //
-//   load CLIENT REQUESTS TABLETS PROTOCOL DRIVER...
+//   load CLIENT REQUESTS TABLETS PROTOCOL DRIVER... [--avoid=DRIVER]
 //       sends REQUESTS requests of the mix (RequestMix.h) as client CLIENT (0 to 255) and
 //       checks every answer against TABLETS, PROTOCOL and the driver name of each tablet
 //       system ID (DRIVER... in ID order); prints "client C: N requests, R right" and the
-//       first wrong answers; exit status 0 only when every answer was right
+//       first wrong answers; exit status 0 only when every answer was right. With --avoid,
+//       no request goes to a tablet of that driver.
 //   ask SYSTEMID
 //       prints "asking", sends one request for a parameter of that tablet and prints
 //       "status 0xSSSS driver NAME": the exchange's status, or the answer's when the
@@ -168,7 +169,15 @@ int main(int argc, char** argv)
         expected.mProtocolVersion = static_cast<std::uint32_t>(std::strtoul(argv[5], nullptr, 10));
         for (int i = 6; i < argc; ++i)
         {
-            expected.mDriverOfTablet.emplace_back(argv[i]);
+            const std::string argument = argv[i];
+            if (argument.rfind("--avoid=", 0) == 0)
+            {
+                expected.mAvoidedDriver = argument.substr(8);
+            }
+            else
+            {
+                expected.mDriverOfTablet.push_back(argument);
+            }
         }
         return Load(static_cast<unsigned int>(std::atoi(argv[2])) & 0xFF,
                     static_cast<unsigned int>(std::atoi(argv[3])), expected);

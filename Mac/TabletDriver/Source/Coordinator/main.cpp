@@ -10,7 +10,26 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <sys/resource.h>
 #include <syslog.h>
+
+namespace
+{
+// Each client holds a descriptor of this process. The soft limit is often 1024 while
+// thousands of clients may connect; nothing here uses select(), so it is raised as far as
+// the hard limit lets it, for the connection limits of the port server to be the ones met.
+void RaiseDescriptorLimit()
+{
+    constexpr rlim_t kWanted = 32768;
+    rlimit files = {};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < kWanted)
+    {
+        files.rlim_cur =
+            files.rlim_max == RLIM_INFINITY || files.rlim_max > kWanted ? kWanted : files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
+}
+} // namespace
 
 int main(int argc, char* argv[])
 {
@@ -35,6 +54,7 @@ int main(int argc, char* argv[])
         return 0;
     }
     CMacInputs::SetReplaceAnsweringCoordinator(arguments.mReplace);
+    RaiseDescriptorLimit();
 
     // Operational messages go to the system log; a copy goes to standard error, where a
     // machine without a log daemon, or whoever started the program, can still read them,
