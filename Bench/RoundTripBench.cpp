@@ -16,6 +16,9 @@
 //                             with the byte counts of the 508 query and its answer
 //   DBus/Call                 the routed request's bytes as a D-Bus method call through a
 //                             private dbus-daemon (sd-bus on both ends)
+//   Idle/Routed, Idle/Query508 Coordinator/Routed and Coordinator/Query508 with one client
+//                             while 0, 100, 1,000 or 10,000 idle connections are held open
+//                             to the coordinator by other processes (50 each)
 //
 // Each case runs with 1 and with 8 concurrent clients, each a process of its own with one
 // connection, as concurrent applications are, and reports the median and 99th percentile
@@ -26,12 +29,14 @@
 #include "Bench/Support/CChildProcess.h"
 #include "Bench/Support/CClientProcessPool.h"
 #include "Bench/Support/CDBusEchoBus.h"
+#include "Bench/Support/CIdleConnections.h"
 #include "Bench/Support/CRawEchoServer.h"
 #include "Bench/Support/CRawRelay.h"
 #include "Bench/Support/UnixSockets.h"
 #include "Client/CKeltoClient.h"
 #include "Client/KeltoClientPackets.h"
 #include "Compat/CPortFrameDecoder.h"
+#include "Compat/PortDirectory.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -50,6 +55,7 @@
 #include <vector>
 
 #include <sched.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -226,6 +232,7 @@ struct SEnvironment
     std::unique_ptr<CRawEchoServer> mOneHopServer;
     std::unique_ptr<CDBusEchoBus> mDBus;
     std::unique_ptr<CClientProcessPool> mClients;
+    std::unique_ptr<CIdleConnections> mIdle;
     size_t mRoutedRequestSize = 0;
     size_t mRoutedReplySize = 0;
     size_t mLocalRequestSize = 0;
@@ -413,10 +420,13 @@ void SEnvironment::Start()
     mDBus = std::make_unique<CDBusEchoBus>(mDirectory, mRoutedRequestSize - kPortFrameHeaderSize,
                                            mRoutedReplySize - kPortFrameHeaderSize);
     mClients = std::make_unique<CClientProcessPool>(kMostClients, MakeClient);
+    mIdle = std::make_unique<CIdleConnections>(
+        mDirectory + "/" + PortDirectory::FileName(CKeltoClient::kCoordinatorPortName));
 }
 
 void SEnvironment::Stop()
 {
+    mIdle.reset();
     mClients.reset();
     mDBus.reset();
     mRelay.reset();
@@ -432,10 +442,10 @@ void SEnvironment::Stop()
     }
 }
 
-void RoundTrips(benchmark::State& state, ECase case_I)
+void RoundTrips(benchmark::State& state, ECase case_I, size_t clients, size_t idle)
 {
-    const auto clients = static_cast<size_t>(state.range(0));
     const size_t roundTrips = clients == 1 ? kSingleClientRoundTrips : kRoundTripsPerClient;
+    gEnvironment.mIdle->Hold(idle);
     CClientProcessPool::SRun run;
     for (auto _ : state)
     {
@@ -454,13 +464,39 @@ void RoundTrips(benchmark::State& state, ECase case_I)
 
 void Register(const char* name_I, ECase case_I)
 {
-    benchmark::RegisterBenchmark(name_I, RoundTrips, case_I)
+    benchmark::RegisterBenchmark(
+        name_I, [case_I](benchmark::State& state)
+        { RoundTrips(state, case_I, static_cast<size_t>(state.range(0)), 0); })
         ->ArgName("clients")
         ->Arg(1)
         ->Arg(kMostClients)
         ->Iterations(1)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
+}
+
+void RegisterIdle(const char* name_I, ECase case_I)
+{
+    benchmark::RegisterBenchmark(
+        name_I, [case_I](benchmark::State& state)
+        { RoundTrips(state, case_I, 1, static_cast<size_t>(state.range(0))); })
+        ->ArgName("idle")
+        ->Arg(0)
+        ->Arg(100)
+        ->Arg(1000)
+        ->Arg(10000)
+        ->Iterations(1)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+// The coordinator started here inherits the limit: room for 10,000 idle connections.
+void RaiseDescriptorLimit()
+{
+    rlimit files = {};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::min<rlim_t>(files.rlim_max, 32768);
+    setrlimit(RLIMIT_NOFILE, &files);
 }
 } // namespace
 
@@ -476,6 +512,7 @@ int main(int argc, char** argv)
     sched_getaffinity(0, sizeof cpus, &cpus);
     benchmark::AddCustomContext("processors", std::to_string(CPU_COUNT(&cpus)));
     int result = 0;
+    RaiseDescriptorLimit();
     try
     {
         gEnvironment.Start();
@@ -492,6 +529,8 @@ int main(int argc, char** argv)
         Register("Coordinator/RoutedSettings", eRoutedSettings);
         Register("Coordinator/TabletCount", eTabletCount);
         Register("Coordinator/Query508", eQuery508);
+        RegisterIdle("Idle/Routed", eRouted);
+        RegisterIdle("Idle/Query508", eQuery508);
         benchmark::RunSpecifiedBenchmarks();
     }
     catch (const std::exception& error)

@@ -29,11 +29,30 @@ def load(directory, name):
     return data["context"], medians
 
 
-def round_trip(medians, case, clients):
+def round_trip(medians, case, clients, arg="clients"):
     for name, bench in medians.items():
-        if name.startswith(case + "/clients:%d/" % clients):
+        if name.startswith(case + "/%s:%d/" % (arg, clients)):
             return bench
     return None
+
+
+IDLE = (0, 100, 1000, 10000)
+
+
+def idle_table(medians):
+    """One client's round trips while other processes hold idle connections open."""
+    if round_trip(medians, "Idle/Query508", 0, "idle") is None:
+        return
+    print("  with idle connections held open by other processes, 1 client:")
+    print("  %-27s %7s %9s %9s %9s  %s" % ("case", "idle", "p50 us", "p99 us", "p50 x", "against"))
+    for case in ("Idle/Query508", "Idle/Routed"):
+        base = (round_trip(medians, case, 0, "idle") or {}).get("p50_us")
+        for idle in IDLE:
+            bench = round_trip(medians, case, idle, "idle") or {}
+            print("  %-27s %7d %9s %9s %9s  %s"
+                  % (case, idle, fmt(bench.get("p50_us")), fmt(bench.get("p99_us")),
+                     fmt(ratio(bench.get("p50_us"), base), 2), "idle 0"))
+    print()
 
 
 def cpu_ns(medians, name, field="cpu_time"):
@@ -89,6 +108,7 @@ def round_trip_table(title, context, medians):
                      fmt(ratio(p50, base and base.get("p50_us")), 2),
                      fmt(ratio(rps, base and base.get("rps")), 2), yardstick or ""))
     print()
+    idle_table(medians)
 
 
 def targets(pinned, unpinned, settings):
@@ -108,8 +128,22 @@ def targets(pinned, unpinned, settings):
 
     both("routed p50 / raw relay p50, 1 client", p50_ratio("Coordinator/Routed", "Raw/Relay", 1),
          ("<=", 1.3))
+    def p99_ratio(case, base, clients):
+        return lambda m: ratio((round_trip(m, case, clients) or {}).get("p99_us"),
+                               (round_trip(m, base, clients) or {}).get("p99_us"))
+
+    def idle_ratio(case, idle):
+        return lambda m: ratio((round_trip(m, case, idle, "idle") or {}).get("p50_us"),
+                               (round_trip(m, case, 0, "idle") or {}).get("p50_us"))
+
     both("routed req/s / raw relay req/s, 8 clients",
          rps_ratio("Coordinator/Routed", "Raw/Relay", 8), (">=", 0.8))
+    both("routed p99 / raw relay p99, 8 clients",
+         p99_ratio("Coordinator/Routed", "Raw/Relay", 8), ("<=", 2.0))
+    both("508 p50, 10,000 idle connections / none",
+         idle_ratio("Idle/Query508", 10000), ("<=", 1.2))
+    both("routed p50, 10,000 idle connections / none",
+         idle_ratio("Idle/Routed", 10000), ("<=", 1.2))
     both("routed p50 / D-Bus call p50, 1 client", p50_ratio("Coordinator/Routed", "DBus/Call", 1),
          ("<", 1.0))
     both("routed p50 / D-Bus call p50, 8 clients", p50_ratio("Coordinator/Routed", "DBus/Call", 8),
