@@ -521,14 +521,18 @@ void CPortServer::Reply(const std::shared_ptr<SConnection>& connection, UInt32 t
         connection->mOut.clear();
         connection->mOutStart = 0;
     }
+    const size_t before = connection->mOut.size();
     AppendPortFrame(connection->mOut, kPortReplyMagic, tag,
                     reply != nullptr ? kPortReplyWithData : kPortReplyNoData, bytes, length);
+    mQueuedInAll += connection->mOut.size() - before;
     Flush(connection);
+    // More than this reply waits: it stopped reading. Past the bound of all connections
+    // together, any such connection goes, not only one past its own bound.
     const size_t queued = connection->mOut.size() - connection->mOutStart;
-    if (connection->mFd >= 0 && queued > kMaxQueuedReplyBytes &&
-        queued > kPortFrameHeaderSize + length)
+    if (connection->mFd >= 0 && queued > kPortFrameHeaderSize + length &&
+        (queued > kMaxQueuedReplyBytes || mQueuedInAll > kMaxQueuedReplyBytesInAll))
     {
-        Drop(connection); // it stopped reading
+        Drop(connection);
     }
 }
 
@@ -542,6 +546,7 @@ void CPortServer::Flush(const std::shared_ptr<SConnection>& connection)
         if (count > 0)
         {
             connection->mOutStart += static_cast<size_t>(count);
+            mQueuedInAll -= static_cast<size_t>(count);
             continue;
         }
         if (count < 0 && errno == EINTR)
@@ -581,4 +586,7 @@ void CPortServer::Drop(const std::shared_ptr<SConnection>& connection)
     }
     PortTransport().close(connection->mFd);
     connection->mFd = -1;
+    mQueuedInAll -= connection->mOut.size() - connection->mOutStart;
+    connection->mOut.clear();
+    connection->mOutStart = 0;
 }

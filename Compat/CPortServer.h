@@ -46,6 +46,9 @@ public:
     // Reply bytes waiting for one connection, beside those in its socket: about the socket's
     // own buffer. One reply larger than that is still queued whole.
     static constexpr size_t kMaxQueuedReplyBytes = 256 * 1024;
+    // Reply bytes waiting for all connections together: past it, a connection with more
+    // than one reply waiting goes at its next reply.
+    static constexpr size_t kMaxQueuedReplyBytesInAll = 32 * 1024 * 1024;
     static constexpr size_t kMaxNestedDeliveries = 32;
     static constexpr size_t kMaxRequestsInFlight = 4;
 
@@ -131,7 +134,8 @@ private:
     std::string mSocketPath;
     std::string mLockPath;
     Deliver mDeliver;
-    size_t mDeliveries = 0; // call-backs under way, each nested in the one before
+    size_t mDeliveries = 0;  // call-backs under way, each nested in the one before
+    size_t mQueuedInAll = 0; // reply bytes waiting, over all connections
     std::unordered_map<int, std::shared_ptr<SConnection>> mConnections; // by descriptor
     std::unordered_map<pid_t, size_t> mConnectionsOfProcess;
     // Connections with whole frames already read, or told to wait while
