@@ -34,6 +34,14 @@ constexpr size_t kReadChunk = 256 * 1024;
 // Ready descriptors taken from the epoll set per pass; the rest stay ready for the next.
 constexpr int kEventsPerPass = 64;
 
+void EpollControl(int epollFd, int operation, int fd, UInt32 events)
+{
+    epoll_event event = {};
+    event.events = events;
+    event.data.fd = fd;
+    epoll_ctl(epollFd, operation, fd, &event);
+}
+
 // Whether a refused connection's client has written or hung up (not merely that an event
 // was left over from before a nested pass reused its descriptor).
 bool PeerActed(int fd)
@@ -118,7 +126,10 @@ void CPortServer::Close()
     mDeliver = nullptr;
     for (const int fd : mRefused)
     {
-        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, fd, nullptr);
+        if (mUseEpoll)
+        {
+            EpollControl(mEpollFd, EPOLL_CTL_DEL, fd, 0);
+        }
         PortTransport().close(fd);
     }
     mRefused.clear();
@@ -154,11 +165,35 @@ void CPortServer::Close()
 
 void CPortServer::CollectWatches(std::vector<CFRunLoopPrivate::SWatch>& watches)
 {
-    if (mEpollFd >= 0)
+    if (mEpollFd < 0)
     {
-        // Whole frames already read, or input left waiting at the nesting limit, are taken
-        // without waiting for the descriptors.
-        watches.push_back({mEpollFd, POLLIN, HasWorkWaiting()});
+        return;
+    }
+    // Whole frames already read, or input left waiting at the nesting limit, are taken
+    // without waiting for the descriptors.
+    const bool ready = HasWorkWaiting();
+    const size_t descriptors = mConnections.size() + mRefused.size();
+    if (descriptors > kDirectWatchLimit || (mUseEpoll && descriptors > kDirectWatchLimit / 2))
+    {
+        UseEpoll(true);
+        watches.push_back({mEpollFd, POLLIN, ready});
+        return;
+    }
+    // A few descriptors are cheaper to poll than to wait on the set and then ask it which
+    // one is ready (a system call more per request), and a socket outside the set wakes
+    // nothing more than its poller. The epoll events are poll's bits.
+    UseEpoll(false);
+    watches.push_back({mListenFd, POLLIN, ready});
+    for (const int fd : mRefused)
+    {
+        watches.push_back({fd, POLLIN});
+    }
+    for (const auto& entry : mConnections)
+    {
+        if (entry.second->mWatched != 0)
+        {
+            watches.push_back({entry.first, static_cast<short>(entry.second->mWatched)});
+        }
     }
 }
 
@@ -172,7 +207,7 @@ bool CPortServer::HasWorkWaiting() const
                        [this](const auto& connection) { return MayDeliver(*connection); });
 }
 
-void CPortServer::Handle(int, short)
+void CPortServer::Handle(int fd, short revents)
 {
     if (HasWorkWaiting())
     {
@@ -200,24 +235,44 @@ void CPortServer::Handle(int, short)
     {
         return;
     }
+    if (fd != mEpollFd)
+    {
+        // Polled directly (see CollectWatches).
+        if (const std::shared_ptr<SConnection> connection = Find(fd))
+        {
+            HandleConnection(connection, static_cast<UInt32>(revents));
+        }
+        else if (fd == mListenFd)
+        {
+            if ((revents & POLLIN) != 0)
+            {
+                Accept();
+            }
+        }
+        else
+        {
+            HandleRefused(fd);
+        }
+        return;
+    }
     epoll_event events[kEventsPerPass];
     const int count = epoll_wait(mEpollFd, events, kEventsPerPass, 0);
     // A call-back below may run the loop, which handles further events of the set, closes
     // connections or the server: every event is looked up again when its turn comes.
     for (int i = 0; i < count && mEpollFd >= 0; ++i)
     {
-        const int fd = events[i].data.fd;
-        if (const std::shared_ptr<SConnection> connection = Find(fd))
+        const int ready = events[i].data.fd;
+        if (const std::shared_ptr<SConnection> connection = Find(ready))
         {
             HandleConnection(connection, events[i].events);
         }
-        else if (fd == mListenFd)
+        else if (ready == mListenFd)
         {
             Accept();
         }
         else
         {
-            HandleRefused(fd);
+            HandleRefused(ready);
         }
     }
 }
@@ -228,7 +283,10 @@ void CPortServer::HandleRefused(int fd)
     if (refused != mRefused.end() && PeerActed(fd))
     {
         // Its client wrote or hung up: it has had the refusal in front of it.
-        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, fd, nullptr);
+        if (mUseEpoll)
+        {
+            EpollControl(mEpollFd, EPOLL_CTL_DEL, fd, 0);
+        }
         PortTransport().close(fd);
         mRefused.erase(refused);
     }
@@ -281,16 +339,37 @@ void CPortServer::Watch(const std::shared_ptr<SConnection>& connection)
     {
         return;
     }
-    epoll_event event = {};
-    event.events = wanted;
-    event.data.fd = connection->mFd;
-    // A descriptor watched for nothing would still report a hang-up at every pass, so it
-    // leaves the set instead.
-    const int operation = wanted == 0                 ? EPOLL_CTL_DEL
-                          : connection->mWatched == 0 ? EPOLL_CTL_ADD
-                                                      : EPOLL_CTL_MOD;
-    epoll_ctl(mEpollFd, operation, connection->mFd, &event);
+    if (mUseEpoll)
+    {
+        // A descriptor watched for nothing would still report a hang-up at every pass, so
+        // it leaves the set instead (and is not polled either).
+        const int operation = wanted == 0                 ? EPOLL_CTL_DEL
+                              : connection->mWatched == 0 ? EPOLL_CTL_ADD
+                                                          : EPOLL_CTL_MOD;
+        EpollControl(mEpollFd, operation, connection->mFd, wanted);
+    }
     connection->mWatched = wanted;
+}
+
+void CPortServer::UseEpoll(bool use)
+{
+    if (use == mUseEpoll)
+    {
+        return;
+    }
+    mUseEpoll = use;
+    const int operation = use ? EPOLL_CTL_ADD : EPOLL_CTL_DEL;
+    for (const int fd : mRefused)
+    {
+        EpollControl(mEpollFd, operation, fd, EPOLLIN);
+    }
+    for (const auto& entry : mConnections)
+    {
+        if (entry.second->mWatched != 0)
+        {
+            EpollControl(mEpollFd, operation, entry.first, entry.second->mWatched);
+        }
+    }
 }
 
 void CPortServer::Accept()
@@ -407,14 +486,17 @@ void CPortServer::KeepRefused(int fd)
 {
     if (mRefused.size() >= kMaxRefusedKept)
     {
-        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, mRefused.front(), nullptr);
+        if (mUseEpoll)
+        {
+            EpollControl(mEpollFd, EPOLL_CTL_DEL, mRefused.front(), 0);
+        }
         PortTransport().close(mRefused.front());
         mRefused.erase(mRefused.begin());
     }
-    epoll_event event = {};
-    event.events = EPOLLIN;
-    event.data.fd = fd;
-    epoll_ctl(mEpollFd, EPOLL_CTL_ADD, fd, &event);
+    if (mUseEpoll)
+    {
+        EpollControl(mEpollFd, EPOLL_CTL_ADD, fd, EPOLLIN);
+    }
     mRefused.push_back(fd);
 }
 
@@ -569,9 +651,9 @@ void CPortServer::Drop(const std::shared_ptr<SConnection>& connection)
     {
         return;
     }
-    if (connection->mWatched != 0)
+    if (mUseEpoll && connection->mWatched != 0)
     {
-        epoll_ctl(mEpollFd, EPOLL_CTL_DEL, connection->mFd, nullptr);
+        EpollControl(mEpollFd, EPOLL_CTL_DEL, connection->mFd, 0);
     }
     if (connection->mRevisit)
     {

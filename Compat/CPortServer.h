@@ -1,11 +1,11 @@
 // The serving side of a local message port: the listening socket, the name lock and the
 // connections of its clients, all driven by the run loop the port's source is added to.
 //
-// The descriptors (listening socket, connections) sit in one epoll set of the server, and
-// the run loop watches only that set: a pass costs what is ready, not what is connected, and
-// a connection is found by its descriptor in one step. A connection is watched for exactly
-// what it may do next (reading while it may deliver, writing while replies wait), so a
-// level-triggered event never repeats for work that cannot be taken.
+// The descriptors (listening socket, connections) sit in one epoll set of the server; past
+// a few connections the run loop watches only that set, so a pass costs what is ready, not
+// what is connected, and a connection is found by its descriptor in one step. A connection is
+// watched for exactly what it may do next (reading while it may deliver, writing while replies
+// wait), so a level-triggered event never repeats for work that cannot be taken.
 //
 // Each request is delivered on the run loop's thread; its reply is queued and written
 // without blocking. A client that stops reading is dropped once more than
@@ -49,6 +49,10 @@ public:
     // Reply bytes waiting for all connections together: past it, a connection with more
     // than one reply waiting goes at its next reply.
     static constexpr size_t kMaxQueuedReplyBytesInAll = 32 * 1024 * 1024;
+    // Up to this many connections (refused ones included) the run loop polls them one by
+    // one; beyond, they join the server's epoll set and the run loop waits on the set alone
+    // (until they are down to half as many).
+    static constexpr size_t kDirectWatchLimit = 16;
     static constexpr size_t kMaxNestedDeliveries = 32;
     static constexpr size_t kMaxRequestsInFlight = 4;
 
@@ -114,6 +118,8 @@ private:
                connection.mInFlight < kMaxRequestsInFlight;
     }
     void RefuseOverLimit(int fd, pid_t pid);
+    // Registers every watched descriptor in the epoll set, or takes them all out of it.
+    void UseEpoll(bool use);
     // Takes connections the descriptor limit would have left in the backlog: accepts one
     // with a spare descriptor and refuses it.
     void RefuseWithoutDescriptor();
@@ -129,7 +135,8 @@ private:
 
     int mEpollFd = -1;
     int mListenFd = -1;
-    int mSpareFd = -1; // kept open for RefuseWithoutDescriptor
+    int mSpareFd = -1;      // kept open for RefuseWithoutDescriptor
+    bool mUseEpoll = false; // connections and refused ones are in the set
     int mLockFd = -1;
     std::string mSocketPath;
     std::string mLockPath;
