@@ -98,6 +98,8 @@ std::unique_ptr<CChildProcess> CChildProcess::Spawn(const std::vector<std::strin
     if (pid == 0)
     {
         DieWithParent(parent);
+        const int nothing = open("/dev/null", O_RDONLY);
+        dup2(nothing, STDIN_FILENO);
         dup2(log, STDOUT_FILENO);
         dup2(log, STDERR_FILENO);
         execve(argv[0], argv.data(), envp.data());
@@ -158,6 +160,7 @@ int CChildProcess::Stop(std::chrono::milliseconds grace_I)
 {
     if (IsRunning())
     {
+        kill(mPid, SIGCONT); // a stopped process cannot act on SIGTERM
         kill(mPid, SIGTERM);
         if (!WaitForExit(grace_I))
         {

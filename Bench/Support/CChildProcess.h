@@ -1,8 +1,8 @@
-// A process that a benchmark starts beside itself: a function run in a forked copy of the
-// benchmark (a relay, an echo server), or another program (the coordinator, a driver,
-// dbus-daemon). It is always stopped by its process id: by the destructor, and by the
-// kernel when the benchmark itself dies (the parent-death signal), so that no run leaves
-// anything behind.
+// A process that a benchmark or a test starts beside itself: a function run in a forked copy
+// (a relay, an echo server), or another program (the coordinator, a driver, dbus-daemon),
+// its standard input /dev/null. It is always stopped by its process id: by the destructor,
+// and by the kernel when the starter itself dies (the parent-death signal), so that no run
+// leaves anything behind.
 #pragma once
 
 #include <sys/types.h>
@@ -36,8 +36,8 @@ public:
     bool IsRunning();
     // Waits at most `timeout_I` for it to end by itself: its exit code, or nothing.
     std::optional<int> WaitForExit(std::chrono::milliseconds timeout_I);
-    // SIGTERM, a wait of at most `grace_I`, then SIGKILL. The exit code, or 128 + the signal
-    // that ended it.
+    // SIGCONT and SIGTERM, a wait of at most `grace_I`, then SIGKILL. The exit code, or 128 +
+    // the signal that ended it; -1 when it was not a child of this process any more.
     int Stop(std::chrono::milliseconds grace_I = std::chrono::milliseconds(3000));
 
 private:

@@ -6,17 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
-
-extern char** environ;
 
 namespace
 {
@@ -39,49 +32,9 @@ template <typename Done> bool WaitUntil(std::chrono::milliseconds timeout_I, Don
 
 TestProcess::TestProcess(std::vector<std::string> arguments_I, std::string logPath_I,
                          const std::vector<std::string>& environment_I)
-    : mProgram(arguments_I.at(0)), mLogPath(std::move(logPath_I))
+    : mProgram(arguments_I.at(0)), mLogPath(std::move(logPath_I)),
+      mChild(CChildProcess::Spawn(arguments_I, environment_I, mLogPath))
 {
-    std::vector<std::string> variables;
-    for (char** entry = environ; *entry != nullptr; ++entry)
-    {
-        const std::string text = *entry;
-        const std::string name = text.substr(0, text.find('=') + 1);
-        bool replaced = false;
-        for (const std::string& variable : environment_I)
-        {
-            replaced |= variable.rfind(name, 0) == 0;
-        }
-        if (!replaced)
-        {
-            variables.push_back(text);
-        }
-    }
-    variables.insert(variables.end(), environment_I.begin(), environment_I.end());
-    std::vector<char*> argv;
-    std::vector<char*> envp;
-    for (std::string& argument : arguments_I)
-    {
-        argv.push_back(argument.data());
-    }
-    for (std::string& variable : variables)
-    {
-        envp.push_back(variable.data());
-    }
-    argv.push_back(nullptr);
-    envp.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, mLogPath.c_str(),
-                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    mStarted = posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), envp.data()) == 0;
-    posix_spawn_file_actions_destroy(&actions);
-    if (!mStarted)
-    {
-        mPid = -1;
-    }
 }
 
 TestProcess::~TestProcess()
@@ -94,58 +47,24 @@ TestProcess::~TestProcess()
     }
 }
 
-std::optional<int> TestProcess::Reap(bool block_I)
-{
-    if (mExitCode || mPid <= 0)
-    {
-        return mExitCode;
-    }
-    int status = 0;
-    pid_t result;
-    do
-    {
-        result = waitpid(mPid, &status, block_I ? 0 : WNOHANG);
-    } while (result < 0 && errno == EINTR);
-    if (result == mPid)
-    {
-        mExitCode = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-    }
-    else if (result < 0)
-    {
-        mExitCode = -1; // not our child any more: nothing is left to stop
-    }
-    return mExitCode;
-}
-
 bool TestProcess::IsRunning()
 {
-    return mPid > 0 && !Reap(false);
+    return mChild && mChild->IsRunning();
 }
 
 std::optional<int> TestProcess::WaitForExit(std::chrono::milliseconds timeout_I)
 {
-    WaitUntil(timeout_I, [this] { return !IsRunning(); });
-    return mPid > 0 ? mExitCode : std::nullopt;
+    return mChild ? mChild->WaitForExit(timeout_I) : std::nullopt;
 }
 
 int TestProcess::Stop(std::chrono::milliseconds grace_I)
 {
-    if (IsRunning())
-    {
-        kill(mPid, SIGCONT); // a stopped process cannot act on SIGTERM
-        kill(mPid, SIGTERM);
-        if (!WaitForExit(grace_I))
-        {
-            kill(mPid, SIGKILL);
-            Reap(true);
-        }
-    }
-    return mExitCode.value_or(-1);
+    return mChild ? mChild->Stop(grace_I) : -1;
 }
 
 bool TestProcess::Signal(int signal_I)
 {
-    return IsRunning() && kill(mPid, signal_I) == 0;
+    return IsRunning() && kill(mChild->Pid(), signal_I) == 0;
 }
 
 std::string TestProcess::Log() const

@@ -5,9 +5,12 @@
 // or not the test looked at how the process ended.
 #pragma once
 
+#include "Bench/Support/CChildProcess.h"
+
 #include <sys/types.h>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,8 +26,8 @@ public:
     TestProcess(const TestProcess&) = delete;
     TestProcess& operator=(const TestProcess&) = delete;
 
-    bool Started() const { return mStarted; }
-    pid_t Pid() const { return mPid; }
+    bool Started() const { return mChild != nullptr; }
+    pid_t Pid() const { return mChild ? mChild->Pid() : -1; }
     // Whether it still runs (it is reaped here once it has ended).
     bool IsRunning();
     // Its exit code (128 + the signal that ended it) once it ends within timeout_I.
@@ -47,13 +50,9 @@ public:
     void ExpectSanitizerReport() { mReportExpected = true; }
 
 private:
-    std::optional<int> Reap(bool block_I);
-
     std::string mProgram;
     std::string mLogPath;
-    pid_t mPid = -1;
-    bool mStarted = false;
-    std::optional<int> mExitCode;
+    std::unique_ptr<CChildProcess> mChild;
     size_t mReadOffset = 0;
     bool mReportExpected = false;
 };
