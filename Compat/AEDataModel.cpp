@@ -488,15 +488,6 @@ OSErr AEDuplicateDesc(const AEDesc* theAEDesc, AEDesc* result)
     return CopyDesc(*theAEDesc, result);
 }
 
-OSErr AECoerceDesc(const AEDesc* theAEDesc, DescType toType, AEDesc* result)
-{
-    if (!theAEDesc || !result)
-    {
-        return paramErr;
-    }
-    return CoerceInto(*theAEDesc, toType, result);
-}
-
 Size AEGetDescDataSize(const AEDesc* theAEDesc)
 {
     const Storage* storage = StorageOf(theAEDesc);
@@ -637,24 +628,6 @@ OSErr AEGetNthPtr(const AEDescList* theAEDescList, long index, DescType desiredT
     return err;
 }
 
-OSErr AEDeleteItem(AEDescList* theAEDescList, long index)
-{
-    OSErr err;
-    Items* items = ItemsOf(theAEDescList, eList | eRecord | eEvent, err);
-    if (!items)
-    {
-        return err;
-    }
-    if (index < 1 || static_cast<size_t>(index) > items->size())
-    {
-        return errAEIllegalIndex;
-    }
-    auto it = items->begin() + (index - 1);
-    AEDisposeDesc(&it->second);
-    items->erase(it);
-    return noErr;
-}
-
 // --- Records ------------------------------------------------------------------------------
 
 OSErr AEPutKeyDesc(AERecord* theAERecord, AEKeyword theAEKeyword, const AEDesc* theAEDesc)
@@ -738,11 +711,6 @@ OSErr AEPutParamPtr(AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType 
     return AEPutKeyPtr(theAppleEvent, theAEKeyword, typeCode, dataPtr, dataSize);
 }
 
-OSErr AEPutParamDesc(AppleEvent* theAppleEvent, AEKeyword theAEKeyword, const AEDesc* theAEDesc)
-{
-    return AEPutKeyDesc(theAppleEvent, theAEKeyword, theAEDesc);
-}
-
 OSErr AEGetParamPtr(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType desiredType,
                     DescType* actualType, void* dataPtr, Size maximumSize, Size* actualSize)
 {
@@ -754,11 +722,6 @@ OSErr AEGetParamDesc(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword, De
                      AEDesc* result)
 {
     return AEGetKeyDesc(theAppleEvent, theAEKeyword, desiredType, result);
-}
-
-OSErr AEDeleteParam(AppleEvent* theAppleEvent, AEKeyword theAEKeyword)
-{
-    return AEDeleteKeyDesc(theAppleEvent, theAEKeyword);
 }
 
 OSErr AEGetAttributeDesc(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword,

@@ -309,16 +309,3 @@ OSStatus AEUnflattenDescFromBytes(const void* buffer, size_t bufferLen, AEDesc* 
     }
     return err;
 }
-
-OSStatus AEUnflattenDesc(const void* buffer, AEDesc* result)
-{
-    if (!buffer || !result)
-    {
-        return paramErr;
-    }
-    // The node header after the magic says how long the whole thing is.
-    const auto* bytes = static_cast<const uint8_t*>(buffer);
-    uint32_t length = (uint32_t(bytes[8]) << 24) | (uint32_t(bytes[9]) << 16) |
-                      (uint32_t(bytes[10]) << 8) | uint32_t(bytes[11]);
-    return AEUnflattenDescFromBytes(buffer, 12 + size_t(length), result);
-}

@@ -62,24 +62,6 @@ struct __CFArray : CFRuntime::CFObject
     CFArrayCallBacks mCallBacks{};
 };
 
-namespace
-{
-const __CFArray* Array(CFArrayRef array, const char* function)
-{
-    CFRuntime::Object(array, function);
-    if (array->mTypeID != CFRuntime::eTypeIDArray)
-    {
-        Fatal(function, "not a CFArray");
-    }
-    return array;
-}
-} // namespace
-
-CFTypeID CFArrayGetTypeID(void)
-{
-    return CFRuntime::eTypeIDArray;
-}
-
 CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex numValues,
                          const CFArrayCallBacks* callBacks)
 {
@@ -102,19 +84,4 @@ CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex numValues,
         array->mValues.push_back(value);
     }
     return array;
-}
-
-CFIndex CFArrayGetCount(CFArrayRef theArray)
-{
-    return static_cast<CFIndex>(Array(theArray, "CFArrayGetCount")->mValues.size());
-}
-
-const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx)
-{
-    const __CFArray* array = Array(theArray, "CFArrayGetValueAtIndex");
-    if (idx < 0 || static_cast<size_t>(idx) >= array->mValues.size())
-    {
-        Fatal("CFArrayGetValueAtIndex", "index outside the array");
-    }
-    return array->mValues[static_cast<size_t>(idx)];
 }

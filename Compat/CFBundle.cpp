@@ -228,11 +228,6 @@ CFBundleRef CreateForExecutable(const std::string& executablePath)
 }
 } // namespace CFBundlePrivate
 
-CFTypeID CFBundleGetTypeID(void)
-{
-    return CFRuntime::eTypeIDBundle;
-}
-
 CFBundleRef CFBundleGetMainBundle(void)
 {
     static CFBundleRef mainBundle = []
@@ -245,11 +240,6 @@ CFBundleRef CFBundleGetMainBundle(void)
         return bundle;
     }();
     return mainBundle;
-}
-
-CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle)
-{
-    return Bundle(bundle, "CFBundleGetInfoDictionary")->mInfo;
 }
 
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key)

@@ -121,15 +121,6 @@ void CheckLength(__CFData* data, CFIndex length, const char* function)
     }
 }
 
-void CheckRange(CFIndex dataLength, CFRange range, const char* function)
-{
-    if (range.location < 0 || range.length < 0 || range.location > dataLength ||
-        range.length > dataLength - range.location)
-    {
-        Fatal(function, "range outside the data");
-    }
-}
-
 __CFData* NewCopy(const UInt8* bytes, CFIndex length, bool isMutable, CFIndex capacity)
 {
     // A fixed capacity is allocated whole, used or not: only up to the limit.
@@ -156,11 +147,6 @@ __CFData* NewCopy(const UInt8* bytes, CFIndex length, bool isMutable, CFIndex ca
     return data;
 }
 } // namespace
-
-CFTypeID CFDataGetTypeID(void)
-{
-    return CFRuntime::eTypeIDData;
-}
 
 CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length)
 {
@@ -203,16 +189,6 @@ CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex capacity)
     return NewCopy(nullptr, 0, true, capacity);
 }
 
-CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef, CFIndex capacity, CFDataRef theData)
-{
-    const __CFData* source = Data(theData, "CFDataCreateMutableCopy");
-    if (capacity < 0 || (capacity > 0 && capacity < source->Length()))
-    {
-        return nullptr;
-    }
-    return NewCopy(source->Bytes(), source->Length(), true, capacity);
-}
-
 CFIndex CFDataGetLength(CFDataRef theData)
 {
     return Data(theData, "CFDataGetLength")->Length();
@@ -226,16 +202,6 @@ const UInt8* CFDataGetBytePtr(CFDataRef theData)
 UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData)
 {
     return const_cast<UInt8*>(MutableData(theData, "CFDataGetMutableBytePtr")->Bytes());
-}
-
-void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer)
-{
-    const __CFData* data = Data(theData, "CFDataGetBytes");
-    CheckRange(data->Length(), range, "CFDataGetBytes");
-    if (range.length > 0)
-    {
-        std::memcpy(buffer, data->Bytes() + range.location, static_cast<size_t>(range.length));
-    }
 }
 
 void CFDataSetLength(CFMutableDataRef theData, CFIndex length)
@@ -256,16 +222,6 @@ void CFDataSetLength(CFMutableDataRef theData, CFIndex length)
     data->mBytes.resize(static_cast<size_t>(length), 0);
 }
 
-void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLength)
-{
-    __CFData* data = MutableData(theData, "CFDataIncreaseLength");
-    if (extraLength < 0)
-    {
-        Fatal("CFDataIncreaseLength", "negative length");
-    }
-    CFDataSetLength(theData, data->Length() + extraLength);
-}
-
 void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length)
 {
     __CFData* data = MutableData(theData, "CFDataAppendBytes");
@@ -282,40 +238,4 @@ void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex len
         return;
     }
     data->mBytes.insert(data->mBytes.end(), bytes, bytes + length);
-}
-
-void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
-                        CFIndex newLength)
-{
-    __CFData* data = MutableData(theData, "CFDataReplaceBytes");
-    CheckRange(data->Length(), range, "CFDataReplaceBytes");
-    if (newLength < 0)
-    {
-        Fatal("CFDataReplaceBytes", "negative length");
-    }
-    CheckLength(data, data->Length() - range.length + newLength, "CFDataReplaceBytes");
-    // Copied first: `newBytes` may point into the data itself.
-    std::vector<UInt8> replacement(newBytes, newBytes + newLength);
-    if (data->mInline != nullptr)
-    {
-        // Within the capacity (checked above): move the tail, then write the replacement.
-        UInt8* first = data->mInline + range.location;
-        const CFIndex tail = data->mInlineLength - range.location - range.length;
-        std::memmove(first + newLength, first + range.length, static_cast<size_t>(tail));
-        if (newLength > 0)
-        {
-            std::memcpy(first, replacement.data(), static_cast<size_t>(newLength));
-        }
-        data->mInlineLength += newLength - range.length;
-        return;
-    }
-    auto first = data->mBytes.begin() + range.location;
-    data->mBytes.erase(first, first + range.length);
-    data->mBytes.insert(data->mBytes.begin() + range.location, replacement.begin(),
-                        replacement.end());
-}
-
-void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range)
-{
-    CFDataReplaceBytes(theData, range, nullptr, 0);
 }

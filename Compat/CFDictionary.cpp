@@ -111,11 +111,6 @@ const __CFDictionary* Dictionary(CFDictionaryRef dictionary, const char* functio
 }
 } // namespace
 
-CFTypeID CFDictionaryGetTypeID(void)
-{
-    return CFRuntime::eTypeIDDictionary;
-}
-
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void** values,
                                    CFIndex numValues, const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks)
@@ -156,11 +151,6 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
     return dictionary;
 }
 
-CFIndex CFDictionaryGetCount(CFDictionaryRef theDict)
-{
-    return static_cast<CFIndex>(Dictionary(theDict, "CFDictionaryGetCount")->mEntries.size());
-}
-
 const void* CFDictionaryGetValue(CFDictionaryRef theDict, const void* key)
 {
     const auto* entry = Dictionary(theDict, "CFDictionaryGetValue")->Find(key);
@@ -175,9 +165,4 @@ Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef theDict, const void* key, 
         *value = entry->second;
     }
     return entry != nullptr;
-}
-
-Boolean CFDictionaryContainsKey(CFDictionaryRef theDict, const void* key)
-{
-    return Dictionary(theDict, "CFDictionaryContainsKey")->Find(key) != nullptr;
 }

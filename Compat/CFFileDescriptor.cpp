@@ -119,11 +119,6 @@ __CFFileDescriptor::~__CFFileDescriptor()
     }
 }
 
-CFTypeID CFFileDescriptorGetTypeID(void)
-{
-    return CFRuntime::eTypeIDFileDescriptor;
-}
-
 CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef, CFFileDescriptorNativeDescriptor fd,
                                            Boolean closeOnInvalidate,
                                            CFFileDescriptorCallBack callout,
@@ -159,11 +154,6 @@ void CFFileDescriptorEnableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBa
     Descriptor(f, "CFFileDescriptorEnableCallBacks")->mEnabled.fetch_or(callBackTypes);
 }
 
-void CFFileDescriptorDisableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBackTypes)
-{
-    Descriptor(f, "CFFileDescriptorDisableCallBacks")->mEnabled.fetch_and(~callBackTypes);
-}
-
 void CFFileDescriptorInvalidate(CFFileDescriptorRef f)
 {
     __CFFileDescriptor* descriptor = Descriptor(f, "CFFileDescriptorInvalidate");
@@ -184,11 +174,6 @@ void CFFileDescriptorInvalidate(CFFileDescriptorRef f)
     {
         descriptor->mContext.release(descriptor->mContext.info);
     }
-}
-
-Boolean CFFileDescriptorIsValid(CFFileDescriptorRef f)
-{
-    return Descriptor(f, "CFFileDescriptorIsValid")->mValid.load();
 }
 
 CFRunLoopSourceRef CFFileDescriptorCreateRunLoopSource(CFAllocatorRef, CFFileDescriptorRef f,

@@ -38,7 +38,6 @@ struct __CFMessagePort : CFRuntime::CFObject
     std::atomic<bool> mValid{true};
     CFMessagePortCallBack mCallout = nullptr;
     CFMessagePortContext mContext{};
-    CFMessagePortInvalidationCallBack mInvalidationCallout = nullptr;
     std::shared_ptr<CPortServer> mServer; // local ports
     std::shared_ptr<CPortClient> mClient; // remote ports
     CFRunLoopSourceRef mSource = nullptr; // owned; made on first request
@@ -126,11 +125,6 @@ CFDataRef DeliverToCallout(__CFMessagePort* port, SInt32 msgid, CFDataRef data)
     return reply;
 }
 } // namespace
-
-CFTypeID CFMessagePortGetTypeID(void)
-{
-    return CFRuntime::eTypeIDMessagePort;
-}
 
 CFMessagePortRef CFMessagePortCreateLocal(CFAllocatorRef, CFStringRef name,
                                           CFMessagePortCallBack callout,
@@ -222,25 +216,6 @@ CFMessagePortRef CFMessagePortCreateRemote(CFAllocatorRef, CFStringRef name)
     return port;
 }
 
-Boolean CFMessagePortIsRemote(CFMessagePortRef ms)
-{
-    return Port(ms, "CFMessagePortIsRemote")->mIsRemote;
-}
-
-CFStringRef CFMessagePortGetName(CFMessagePortRef ms)
-{
-    return Port(ms, "CFMessagePortGetName")->mNameString;
-}
-
-void CFMessagePortGetContext(CFMessagePortRef ms, CFMessagePortContext* context)
-{
-    __CFMessagePort* port = Port(ms, "CFMessagePortGetContext");
-    if (context != nullptr)
-    {
-        *context = port->mContext;
-    }
-}
-
 Boolean CFMessagePortIsValid(CFMessagePortRef ms)
 {
     __CFMessagePort* port = Port(ms, "CFMessagePortIsValid");
@@ -278,10 +253,6 @@ void CFMessagePortInvalidate(CFMessagePortRef ms)
     {
         CFRunLoopSourceInvalidate(port->mSource);
     }
-    if (port->mInvalidationCallout != nullptr && alive)
-    {
-        port->mInvalidationCallout(port, port->mContext.info);
-    }
     if (port->mContext.release != nullptr)
     {
         port->mContext.release(port->mContext.info);
@@ -289,17 +260,6 @@ void CFMessagePortInvalidate(CFMessagePortRef ms)
     if (alive)
     {
         CFRelease(port);
-    }
-}
-
-void CFMessagePortSetInvalidationCallBack(CFMessagePortRef ms,
-                                          CFMessagePortInvalidationCallBack callout)
-{
-    __CFMessagePort* port = Port(ms, "CFMessagePortSetInvalidationCallBack");
-    port->mInvalidationCallout = callout;
-    if (!port->mValid.load() && callout != nullptr)
-    {
-        callout(port, port->mContext.info);
     }
 }
 

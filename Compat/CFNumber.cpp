@@ -8,8 +8,7 @@
 
 using CFRuntime::Fatal;
 
-// Integers are kept as 64-bit signed values, floating-point numbers as doubles; the type
-// given at creation is remembered for CFNumberGetType.
+// Integers are kept as 64-bit signed values, floating-point numbers as doubles.
 struct __CFNumber : CFRuntime::CFObject
 {
     __CFNumber() : CFObject(CFRuntime::eTypeIDNumber) {}
@@ -33,7 +32,6 @@ struct __CFNumber : CFRuntime::CFObject
     }
     double AsDouble() const { return mIsFloat ? mDouble : static_cast<double>(mInteger); }
 
-    CFNumberType mType = kCFNumberSInt64Type;
     bool mIsFloat = false;
     SInt64 mInteger = 0;
     double mDouble = 0;
@@ -177,7 +175,6 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
         return nullptr;
     }
     auto* number = new __CFNumber;
-    number->mType = theType;
     number->mIsFloat = info.isFloat;
     if (info.isFloat)
     {
@@ -202,16 +199,6 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
         }
     }
     return number;
-}
-
-CFNumberType CFNumberGetType(CFNumberRef number)
-{
-    return Number(number, "CFNumberGetType")->mType;
-}
-
-Boolean CFNumberIsFloatType(CFNumberRef number)
-{
-    return Number(number, "CFNumberIsFloatType")->mIsFloat;
 }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr)

@@ -116,10 +116,6 @@ struct __CFRunLoop : CFRuntime::CFObject
 
     int mWakeFd = -1;
     std::atomic<bool> mStopped{false};
-    std::atomic<bool> mWaiting{false};
-    // The running modes, innermost last; only touched by the own thread. The names belong to
-    // the runs, which outlive their entries.
-    std::vector<const std::string*> mModeStack;
 
     // What one pass of the loop collects, kept from pass to pass so that a pass allocates
     // nothing once the loop has run a while; one set per nesting level, since a call-back
@@ -373,12 +369,6 @@ bool ModeHasSource(__CFRunLoop* rl, SRunMode& mode, CFRunLoopSourceRef source)
     return list != nullptr && std::find(list->begin(), list->end(), source) != list->end();
 }
 
-bool ModeHasSource(__CFRunLoop* rl, const std::string& name, CFRunLoopSourceRef source)
-{
-    SRunMode mode(name);
-    return ModeHasSource(rl, mode, source);
-}
-
 // Whether a timer added to `timerMode` runs in the mode being run; rl->mLock must be held.
 bool TimerRunsIn(__CFRunLoop* rl, const std::string& timerMode, const SRunMode& mode)
 {
@@ -570,10 +560,8 @@ bool WaitAndDispatch(__CFRunLoop* rl, SRunMode& mode, Clock::time_point deadline
         }
     }
 
-    rl->mWaiting.store(true);
     const int count = poll(fds.data(), fds.size(),
                            PollTimeout(std::min(deadline, NextTimerFire(rl, mode)), immediate));
-    rl->mWaiting.store(false);
     if (count < 0)
     {
         // EINTR: a signal arrived; the caller's loop looks at its state again.
@@ -627,20 +615,9 @@ private:
     CFStringRef mMode;
 };
 
-struct SModeScope
-{
-    SModeScope(__CFRunLoop* rl, const std::string& mode) : mLoop(rl)
-    {
-        mLoop->mModeStack.push_back(&mode);
-    }
-    ~SModeScope() { mLoop->mModeStack.pop_back(); }
-    __CFRunLoop* mLoop;
-};
-
 CFRunLoopRunResult RunSpecific(__CFRunLoop* rl, const std::string& name, Clock::time_point deadline,
                                bool returnAfterSourceHandled)
 {
-    SModeScope scope(rl, name);
     SRunMode mode(name);
     for (;;)
     {
@@ -748,7 +725,6 @@ void RunUntil(CFRunLoopMode mode, Clock::time_point deadline, const std::functio
     __CFRunLoop* rl = CFRunLoopGetCurrent();
     StRetainedMode retained(mode);
     const std::string& name = CFRuntime::StringUTF8Ref(mode);
-    SModeScope scope(rl, name);
     SRunMode runMode(name);
     while (!done())
     {
@@ -765,16 +741,6 @@ void RunUntil(CFRunLoopMode mode, Clock::time_point deadline, const std::functio
     }
 }
 } // namespace CFRunLoopPrivate
-
-CFTypeID CFRunLoopGetTypeID(void)
-{
-    return CFRuntime::eTypeIDRunLoop;
-}
-
-CFRunLoopRef CFRunLoopGetMain(void)
-{
-    return MainLoop();
-}
 
 CFRunLoopRef CFRunLoopGetCurrent(void)
 {
@@ -818,46 +784,6 @@ void CFRunLoopStop(CFRunLoopRef rl)
 void CFRunLoopWakeUp(CFRunLoopRef rl)
 {
     eventfd_write(Loop(rl, "CFRunLoopWakeUp")->mWakeFd, 1);
-}
-
-Boolean CFRunLoopIsWaiting(CFRunLoopRef rl)
-{
-    return Loop(rl, "CFRunLoopIsWaiting")->mWaiting.load();
-}
-
-CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl)
-{
-    __CFRunLoop* loop = Loop(rl, "CFRunLoopCopyCurrentMode");
-    if (loop->mModeStack.empty())
-    {
-        return nullptr;
-    }
-    return CFStringCreateWithCString(nullptr, loop->mModeStack.back()->c_str(),
-                                     kCFStringEncodingUTF8);
-}
-
-void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode)
-{
-    __CFRunLoop* loop = Loop(rl, "CFRunLoopAddCommonMode");
-    const std::string name = CFRuntime::StringUTF8(mode);
-    std::vector<CFRunLoopSourceRef> added;
-    {
-        std::lock_guard<std::mutex> guard(loop->mLock);
-        if (!loop->mCommonModes.insert(name).second)
-        {
-            return;
-        }
-        ++loop->mGeneration;
-        for (CFRunLoopSourceRef source : loop->mCommonSources)
-        {
-            InsertByOrder(loop->mModes[name], source);
-            added.push_back(source);
-        }
-    }
-    for (CFRunLoopSourceRef source : added)
-    {
-        CallSchedule(source, rl, name);
-    }
 }
 
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)
@@ -951,24 +877,6 @@ void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoop
     ReleaseAll(released);
 }
 
-Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)
-{
-    __CFRunLoop* loop = Loop(rl, "CFRunLoopContainsSource");
-    const std::string name = CFRuntime::StringUTF8(mode);
-    if (name == kCommonModes)
-    {
-        std::lock_guard<std::mutex> guard(loop->mLock);
-        return std::find(loop->mCommonSources.begin(), loop->mCommonSources.end(), source) !=
-               loop->mCommonSources.end();
-    }
-    return ModeHasSource(loop, name, source);
-}
-
-CFTypeID CFRunLoopSourceGetTypeID(void)
-{
-    return CFRuntime::eTypeIDRunLoopSource;
-}
-
 CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order,
                                          CFRunLoopSourceContext* context)
 {
@@ -985,11 +893,6 @@ CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order,
         source->mContext.info = const_cast<void*>(context->retain(context->info));
     }
     return source;
-}
-
-CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source)
-{
-    return Source(source, "CFRunLoopSourceGetOrder")->mOrder;
 }
 
 void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
@@ -1030,11 +933,6 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
     }
     handler.reset();
     CFRelease(source);
-}
-
-Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source)
-{
-    return Source(source, "CFRunLoopSourceIsValid")->mValid.load();
 }
 
 CFAbsoluteTime CFAbsoluteTimeGetCurrent(void)
@@ -1130,10 +1028,4 @@ void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer)
     {
         CFRelease(each);
     }
-}
-
-Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer)
-{
-    CFRuntime::Object(timer, "CFRunLoopTimerIsValid");
-    return timer->mValid.load();
 }

@@ -290,33 +290,6 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* cStr, CFString
     return units ? new __CFString(std::move(*units)) : nullptr;
 }
 
-CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes,
-                                    CFStringEncoding encoding, Boolean isExternalRepresentation)
-{
-    if (numBytes < 0 || (numBytes > 0 && bytes == nullptr))
-    {
-        return nullptr;
-    }
-    static const UInt8 none = 0;
-    auto units = Decode(numBytes > 0 ? bytes : &none, static_cast<size_t>(numBytes), encoding,
-                        isExternalRepresentation);
-    return units ? new __CFString(std::move(*units)) : nullptr;
-}
-
-CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* chars, CFIndex numChars)
-{
-    if (numChars < 0 || (numChars > 0 && chars == nullptr))
-    {
-        return nullptr;
-    }
-    std::u16string units;
-    if (numChars > 0)
-    {
-        units.assign(reinterpret_cast<const char16_t*>(chars), static_cast<size_t>(numChars));
-    }
-    return new __CFString(std::move(units));
-}
-
 CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString)
 {
     return static_cast<CFStringRef>(CFRetain(String(theString, "CFStringCreateCopy")));
@@ -325,32 +298,6 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString)
 CFIndex CFStringGetLength(CFStringRef theString)
 {
     return static_cast<CFIndex>(String(theString, "CFStringGetLength")->mUnits.size());
-}
-
-UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx)
-{
-    const __CFString* string = String(theString, "CFStringGetCharacterAtIndex");
-    if (idx < 0 || static_cast<size_t>(idx) >= string->mUnits.size())
-    {
-        Fatal("CFStringGetCharacterAtIndex", "index outside the string");
-    }
-    return string->mUnits[static_cast<size_t>(idx)];
-}
-
-void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer)
-{
-    const __CFString* string = String(theString, "CFStringGetCharacters");
-    const auto length = static_cast<CFIndex>(string->mUnits.size());
-    if (range.location < 0 || range.length < 0 || range.location > length ||
-        range.length > length - range.location)
-    {
-        Fatal("CFStringGetCharacters", "range outside the string");
-    }
-    if (range.length > 0)
-    {
-        std::memcpy(buffer, string->mUnits.data() + range.location,
-                    static_cast<size_t>(range.length) * sizeof(UniChar));
-    }
 }
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding)
@@ -391,38 +338,6 @@ const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding)
 {
     String(theString, "CFStringGetCStringPtr");
     return nullptr;
-}
-
-CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
-                                   CFStringCompareFlags compareOptions)
-{
-    const std::u16string& a = String(theString1, "CFStringCompare")->mUnits;
-    const std::u16string& b = String(theString2, "CFStringCompare")->mUnits;
-    // Case folding covers the ASCII letters only: the program compares port names and
-    // dictionary keys, which are ASCII.
-    auto fold = [compareOptions](char16_t unit) -> char16_t
-    {
-        if ((compareOptions & kCFCompareCaseInsensitive) != 0 && unit >= u'A' && unit <= u'Z')
-        {
-            return static_cast<char16_t>(unit - u'A' + u'a');
-        }
-        return unit;
-    };
-    const size_t common = std::min(a.size(), b.size());
-    for (size_t i = 0; i < common; ++i)
-    {
-        const char16_t x = fold(a[i]);
-        const char16_t y = fold(b[i]);
-        if (x != y)
-        {
-            return x < y ? kCFCompareLessThan : kCFCompareGreaterThan;
-        }
-    }
-    if (a.size() == b.size())
-    {
-        return kCFCompareEqualTo;
-    }
-    return a.size() < b.size() ? kCFCompareLessThan : kCFCompareGreaterThan;
 }
 
 namespace

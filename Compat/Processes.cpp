@@ -153,20 +153,6 @@ OSStatus GetProcessPID(const ProcessSerialNumber* psn, pid_t* pid)
     return noErr;
 }
 
-OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* psn)
-{
-    if (!psn)
-    {
-        return paramErr;
-    }
-    if (pid <= 0 || !IsListed(pid))
-    {
-        return procNotFound;
-    }
-    *psn = {kPidHigh, static_cast<UInt32>(pid)};
-    return noErr;
-}
-
 OSStatus CopyProcessName(const ProcessSerialNumber* psn, CFStringRef* name)
 {
     pid_t pid = 0;

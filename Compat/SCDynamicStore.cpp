@@ -93,11 +93,6 @@ bool LoginManagerUser(SConsoleUser& user)
 }
 } // namespace
 
-CFTypeID SCDynamicStoreGetTypeID(void)
-{
-    return __SCDynamicStore::kTypeID;
-}
-
 SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef, CFStringRef name,
                                        SCDynamicStoreCallBack callout,
                                        SCDynamicStoreContext* context)

@@ -118,12 +118,9 @@ TEST_F(CFMessagePortTests, RequestsGetRepliesWithDataEmptyOrNone)
                            }
                        });
     ASSERT_NE(server.mPort, nullptr);
-    EXPECT_FALSE(CFMessagePortIsRemote(server.mPort));
-    EXPECT_TRUE(CFEqual(CFMessagePortGetName(server.mPort), CFSTR("com.kelto.Test")));
 
     CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
     ASSERT_NE(remote, nullptr);
-    EXPECT_TRUE(CFMessagePortIsRemote(remote));
     EXPECT_TRUE(CFMessagePortIsValid(remote));
     // One remote port per name in a process.
     CFMessagePortRef again = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
@@ -161,9 +158,9 @@ TEST_F(CFMessagePortTests, RequestsGetRepliesWithDataEmptyOrNone)
 
 TEST_F(CFMessagePortTests, NamesAreTakenOnceAndGivenBackOnInvalidation)
 {
-    static int invalidations = 0;
+
     static int releases = 0;
-    invalidations = releases = 0;
+    releases = 0;
     CFMessagePortContext context = {0, nullptr, nullptr, [](const void*) { ++releases; }, nullptr};
     Boolean shouldFree = false;
     CFMessagePortRef port =
@@ -182,17 +179,12 @@ TEST_F(CFMessagePortTests, NamesAreTakenOnceAndGivenBackOnInvalidation)
 
     EXPECT_EQ(CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Nobody")), nullptr);
 
-    CFMessagePortSetInvalidationCallBack(port, [](CFMessagePortRef, void*) { ++invalidations; });
     CFMessagePortInvalidate(port);
     CFMessagePortInvalidate(port);
     EXPECT_FALSE(CFMessagePortIsValid(port));
-    EXPECT_EQ(invalidations, 1);
     EXPECT_EQ(releases, 1);
     EXPECT_FALSE(std::filesystem::exists(socketPath));
     EXPECT_EQ(CFMessagePortCreateRunLoopSource(nullptr, port, 0), nullptr);
-    // Set on an invalid port, the call-back runs at once.
-    CFMessagePortSetInvalidationCallBack(port, [](CFMessagePortRef, void*) { ++invalidations; });
-    EXPECT_EQ(invalidations, 2);
     CFRelease(port);
     EXPECT_EQ(releases, 1);
 
@@ -582,9 +574,6 @@ TEST_F(CFMessagePortTests, AFailingConnectOrWriteGivesNoPortOrATransportError)
 
     CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
     ASSERT_NE(remote, nullptr);
-    static int invalidations = 0;
-    invalidations = 0;
-    CFMessagePortSetInvalidationCallBack(remote, [](CFMessagePortRef, void*) { ++invalidations; });
     faulty = SystemPortTransport();
     faulty.send = [](int, const void*, size_t, int) -> ssize_t
     {
@@ -595,7 +584,6 @@ TEST_F(CFMessagePortTests, AFailingConnectOrWriteGivesNoPortOrATransportError)
     std::string reply;
     EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortTransportError);
     EXPECT_FALSE(CFMessagePortIsValid(remote));
-    EXPECT_EQ(invalidations, 1);
     EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortIsInvalid);
     SetPortTransport(nullptr);
     CFRelease(remote);

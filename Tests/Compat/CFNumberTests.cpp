@@ -35,13 +35,6 @@ TEST(CFNumberTests, ConversionsReportLossAndStoreTheTruncatedOrSaturatedValue)
 {
     const SInt64 big = (SInt64(1) << 40) + 5;
     const double fraction = -2.75;
-    CFNumberRef integer = CFNumberCreate(nullptr, kCFNumberSInt64Type, &big);
-    CFNumberRef floating = CFNumberCreate(nullptr, kCFNumberDoubleType, &fraction);
-    EXPECT_EQ(CFNumberGetType(integer), kCFNumberSInt64Type);
-    EXPECT_FALSE(CFNumberIsFloatType(integer));
-    EXPECT_TRUE(CFNumberIsFloatType(floating));
-    CFRelease(floating);
-    CFRelease(integer);
 
     EXPECT_EQ(Convert<SInt32>(kCFNumberSInt64Type, big, kCFNumberSInt32Type),
               std::pair(false, SInt32(5)));
@@ -84,17 +77,17 @@ TEST(CFCollectionTests, ArraysAndDictionariesRetainWhatTheyHoldAndFindKeysByEqua
     const void* values[] = {value};
     const void* keys[] = {key};
     CFArrayRef array = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
+    CFArrayRef same = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
+    EXPECT_TRUE(CFEqual(array, same));
+    CFRelease(same);
     CFDictionaryRef dictionary = CFDictionaryCreate(
         nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     EXPECT_EQ(CFGetRetainCount(value), 3);
     CFRelease(value);
     CFRelease(key);
 
-    EXPECT_EQ(CFArrayGetCount(array), 1);
-    EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), value);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("Protocal")), value);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("Protocol")), nullptr);
-    EXPECT_TRUE(CFDictionaryContainsKey(dictionary, CFSTR("Protocal")));
     const void* found = nullptr;
     EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary, CFSTR("x"), &found));
     CFRelease(array);
@@ -106,7 +99,6 @@ TEST(CFCollectionTests, ArraysAndDictionariesRetainWhatTheyHoldAndFindKeysByEqua
     const void* both[] = {CFSTR("first"), CFSTR("second")};
     dictionary = CFDictionaryCreate(nullptr, twice, both, 2, &kCFTypeDictionaryKeyCallBacks,
                                     &kCFTypeDictionaryValueCallBacks);
-    EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("k")), CFSTR("second"));
     CFRelease(dictionary);
 }

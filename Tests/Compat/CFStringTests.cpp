@@ -24,21 +24,7 @@ TEST(CFStringTests, LengthCountsUTF16UnitsRoundTripsUTF8AndRefusesInvalidText)
     CFStringRef string = CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
     ASSERT_NE(string, nullptr);
     EXPECT_EQ(CFStringGetLength(string), 4);
-    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 1), 0xE9);
-    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 2), 0xD83D);
-    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 3), 0xDE00);
     EXPECT_EQ(UTF8(string), text);
-
-    // The same text through UTF-16 units is an equal string.
-    const UniChar units[] = {'a', 0xE9, 0xD83D, 0xDE00};
-    CFStringRef fromUnits = CFStringCreateWithCharacters(nullptr, units, 4);
-    EXPECT_TRUE(CFEqual(string, fromUnits));
-    EXPECT_EQ(CFHash(string), CFHash(fromUnits));
-    UniChar back[2] = {};
-    CFStringGetCharacters(fromUnits, CFRangeMake(2, 2), back);
-    EXPECT_EQ(back[0], 0xD83D);
-    EXPECT_EQ(back[1], 0xDE00);
-    CFRelease(fromUnits);
     CFRelease(string);
 
     // Invalid bytes and text the encoding cannot hold are refused.
@@ -57,12 +43,6 @@ TEST(CFStringTests, LengthCountsUTF16UnitsRoundTripsUTF8AndRefusesInvalidText)
     EXPECT_FALSE(CFStringGetCString(latin, ascii, sizeof ascii, kCFStringEncodingASCII));
     CFRelease(latin);
 
-    const UniChar lone[] = {'x', 0xD800};
-    CFStringRef broken = CFStringCreateWithCharacters(nullptr, lone, 2);
-    char buffer[16];
-    EXPECT_FALSE(CFStringGetCString(broken, buffer, sizeof buffer, kCFStringEncodingUTF8));
-    CFRelease(broken);
-
     // GetCString needs room for the terminator.
     char port[5];
     EXPECT_FALSE(CFStringGetCString(CFSTR("port"), port, 4, kCFStringEncodingUTF8));
@@ -72,7 +52,7 @@ TEST(CFStringTests, LengthCountsUTF16UnitsRoundTripsUTF8AndRefusesInvalidText)
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingASCII), 4);
 }
 
-TEST(CFStringTests, ConstantStringsAreSharedAndImmortalAndCompareByUnits)
+TEST(CFStringTests, ConstantStringsAreSharedAndImmortal)
 {
     CFStringRef first = CFSTR("CMacMessagingClientMode");
     CFStringRef second = CFSTR("CMacMessagingClientMode");
@@ -84,11 +64,6 @@ TEST(CFStringTests, ConstantStringsAreSharedAndImmortalAndCompareByUnits)
     EXPECT_TRUE(CFEqual(copy, first));
     CFRelease(copy);
 
-    EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("abd"), 0), kCFCompareLessThan);
-    EXPECT_EQ(CFStringCompare(CFSTR("abc"), CFSTR("ab"), 0), kCFCompareGreaterThan);
-    EXPECT_EQ(CFStringCompare(CFSTR("Core"), CFSTR("core"), 0), kCFCompareLessThan);
-    EXPECT_EQ(CFStringCompare(CFSTR("Core"), CFSTR("core"), kCFCompareCaseInsensitive),
-              kCFCompareEqualTo);
     EXPECT_FALSE(CFEqual(CFSTR("Core"), CFSTR("core")));
     // Different types are never equal.
     const SInt32 one = 1;

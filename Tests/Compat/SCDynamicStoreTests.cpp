@@ -51,7 +51,6 @@ TEST(SCDynamicStoreTests, StoreIsACFObjectThatKeepsItsContextInfo)
                                      [](const void*) { ++sReleases; }, nullptr};
     SCDynamicStoreRef store = SCDynamicStoreCreate(nullptr, CFSTR("test"), nullptr, &context);
     ASSERT_NE(store, nullptr);
-    EXPECT_EQ(CFGetTypeID(store), SCDynamicStoreGetTypeID());
     EXPECT_EQ(sRetains, 1);
     CFRetain(store);
     CFRelease(store);

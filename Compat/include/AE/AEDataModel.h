@@ -119,7 +119,6 @@ extern "C"
     OSErr AECreateDesc(DescType typeCode, const void* dataPtr, Size dataSize, AEDesc* result);
     OSErr AEDisposeDesc(AEDesc* theAEDesc);
     OSErr AEDuplicateDesc(const AEDesc* theAEDesc, AEDesc* result);
-    OSErr AECoerceDesc(const AEDesc* theAEDesc, DescType toType, AEDesc* result);
     // The data of a plain descriptor; lists, records and events have none here (size 0).
     Size AEGetDescDataSize(const AEDesc* theAEDesc);
     OSErr AEGetDescData(const AEDesc* theAEDesc, void* dataPtr, Size maximumSize);
@@ -137,7 +136,6 @@ extern "C"
                       Size* actualSize);
     OSErr AEGetNthDesc(const AEDescList* theAEDescList, long index, DescType desiredType,
                        AEKeyword* theAEKeyword, AEDesc* result);
-    OSErr AEDeleteItem(AEDescList* theAEDescList, long index);
 
     // Records and event parameters: putting an existing keyword replaces it in its place.
     OSErr AEPutKeyPtr(AERecord* theAERecord, AEKeyword theAEKeyword, DescType typeCode,
@@ -155,14 +153,11 @@ extern "C"
                              AETransactionID transactionID, AppleEvent* result);
     OSErr AEPutParamPtr(AppleEvent* theAppleEvent, AEKeyword theAEKeyword, DescType typeCode,
                         const void* dataPtr, Size dataSize);
-    OSErr AEPutParamDesc(AppleEvent* theAppleEvent, AEKeyword theAEKeyword,
-                         const AEDesc* theAEDesc);
     OSErr AEGetParamPtr(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword,
                         DescType desiredType, DescType* actualType, void* dataPtr, Size maximumSize,
                         Size* actualSize);
     OSErr AEGetParamDesc(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword,
                          DescType desiredType, AEDesc* result);
-    OSErr AEDeleteParam(AppleEvent* theAppleEvent, AEKeyword theAEKeyword);
     // The attributes keyEventClassAttr, keyEventIDAttr, keyReturnIDAttr, keyTransactionIDAttr
     // and keyAddressAttr.
     OSErr AEGetAttributePtr(const AppleEvent* theAppleEvent, AEKeyword theAEKeyword,
@@ -179,9 +174,6 @@ extern "C"
     // Reads exactly `bufferLen` bytes; errAECorruptData for anything that is not one whole
     // flattened descriptor. Use this one for bytes from another process.
     OSStatus AEUnflattenDescFromBytes(const void* buffer, size_t bufferLen, AEDesc* result);
-    // The older form without a length: trusts the lengths inside the buffer, so it is only for
-    // buffers this process flattened itself.
-    OSStatus AEUnflattenDesc(const void* buffer, AEDesc* result);
 
 #ifdef __cplusplus
 }

@@ -37,12 +37,6 @@ extern "C"
     {
         return userRoutine;
     }
-    static inline void DisposeAEEventHandlerUPP(AEEventHandlerUPP) {}
-    static inline OSErr InvokeAEEventHandlerUPP(const AppleEvent* theAppleEvent, AppleEvent* reply,
-                                                SRefCon handlerRefcon, AEEventHandlerUPP userUPP)
-    {
-        return userUPP(theAppleEvent, reply, handlerRefcon);
-    }
 
     // Installing for a pair that has a handler replaces it. A NULL handler is paramErr.
     OSErr AEInstallEventHandler(AEEventClass theAEEventClass, AEEventID theAEEventID,

@@ -23,11 +23,8 @@ typedef struct
 // Values are CF objects, retained by the array.
 extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 
-CFTypeID CFArrayGetTypeID(void);
 // `callBacks` NULL stores the pointers as they are, without retaining them.
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex numValues,
                          const CFArrayCallBacks* callBacks);
-CFIndex CFArrayGetCount(CFArrayRef theArray);
-const void* CFArrayGetValueAtIndex(CFArrayRef theArray, CFIndex idx);
 
 CF_EXTERN_C_END

@@ -13,9 +13,7 @@ CF_EXTERN_C_BEGIN
 
 typedef struct __CFBundle* CFBundleRef;
 
-CFTypeID CFBundleGetTypeID(void);
 CFBundleRef CFBundleGetMainBundle(void);
-CFDictionaryRef CFBundleGetInfoDictionary(CFBundleRef bundle);
 CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key);
 CFStringRef CFBundleGetIdentifier(CFBundleRef bundle);
 

@@ -8,8 +8,6 @@ CF_EXTERN_C_BEGIN
 typedef const struct __CFData* CFDataRef;
 typedef struct __CFData* CFMutableDataRef;
 
-CFTypeID CFDataGetTypeID(void);
-
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length);
 // Wraps `bytes` without copying. The bytes are freed with `bytesDeallocator` when the data
 // goes away (kCFAllocatorNull: never; NULL or any other allocator: free()).
@@ -18,20 +16,13 @@ CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const UInt8* byt
 CFDataRef CFDataCreateCopy(CFAllocatorRef allocator, CFDataRef theData);
 // `capacity` 0 means unbounded; otherwise the data may never grow beyond it.
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef allocator, CFIndex capacity);
-CFMutableDataRef CFDataCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
-                                         CFDataRef theData);
 
 CFIndex CFDataGetLength(CFDataRef theData);
 const UInt8* CFDataGetBytePtr(CFDataRef theData);
 UInt8* CFDataGetMutableBytePtr(CFMutableDataRef theData);
-void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer);
 
 // Growing fills the new bytes with zeros.
 void CFDataSetLength(CFMutableDataRef theData, CFIndex length);
-void CFDataIncreaseLength(CFMutableDataRef theData, CFIndex extraLength);
 void CFDataAppendBytes(CFMutableDataRef theData, const UInt8* bytes, CFIndex length);
-void CFDataReplaceBytes(CFMutableDataRef theData, CFRange range, const UInt8* newBytes,
-                        CFIndex newLength);
-void CFDataDeleteBytes(CFMutableDataRef theData, CFRange range);
 
 CF_EXTERN_C_END

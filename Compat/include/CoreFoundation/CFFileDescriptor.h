@@ -29,7 +29,6 @@ typedef struct
     CFStringRef (*copyDescription)(void* info);
 } CFFileDescriptorContext;
 
-CFTypeID CFFileDescriptorGetTypeID(void);
 CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef allocator,
                                            CFFileDescriptorNativeDescriptor fd,
                                            Boolean closeOnInvalidate,
@@ -37,9 +36,7 @@ CFFileDescriptorRef CFFileDescriptorCreate(CFAllocatorRef allocator,
                                            const CFFileDescriptorContext* context);
 CFFileDescriptorNativeDescriptor CFFileDescriptorGetNativeDescriptor(CFFileDescriptorRef f);
 void CFFileDescriptorEnableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBackTypes);
-void CFFileDescriptorDisableCallBacks(CFFileDescriptorRef f, CFOptionFlags callBackTypes);
 void CFFileDescriptorInvalidate(CFFileDescriptorRef f);
-Boolean CFFileDescriptorIsValid(CFFileDescriptorRef f);
 CFRunLoopSourceRef CFFileDescriptorCreateRunLoopSource(CFAllocatorRef allocator,
                                                        CFFileDescriptorRef f, CFIndex order);
 

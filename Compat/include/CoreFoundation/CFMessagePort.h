@@ -49,9 +49,6 @@ typedef struct
 // data (or NULL for "no data") is owned by the port, which sends and releases it.
 typedef CFDataRef (*CFMessagePortCallBack)(CFMessagePortRef local, SInt32 msgid, CFDataRef data,
                                            void* info);
-typedef void (*CFMessagePortInvalidationCallBack)(CFMessagePortRef ms, void* info);
-
-CFTypeID CFMessagePortGetTypeID(void);
 
 // `*shouldFreeInfo` is set true when the context's info was not taken: on failure, and
 // when this process already has a local port of that name, which is returned retained.
@@ -61,15 +58,9 @@ CFMessagePortRef CFMessagePortCreateLocal(CFAllocatorRef allocator, CFStringRef 
 // A valid remote port of that name in this process is returned again, retained.
 CFMessagePortRef CFMessagePortCreateRemote(CFAllocatorRef allocator, CFStringRef name);
 
-Boolean CFMessagePortIsRemote(CFMessagePortRef ms);
-CFStringRef CFMessagePortGetName(CFMessagePortRef ms);
-void CFMessagePortGetContext(CFMessagePortRef ms, CFMessagePortContext* context);
 // A remote port whose server went away reports false (and is invalidated then).
 Boolean CFMessagePortIsValid(CFMessagePortRef ms);
 void CFMessagePortInvalidate(CFMessagePortRef ms);
-// Runs once when the port becomes invalid; at once if it already is.
-void CFMessagePortSetInvalidationCallBack(CFMessagePortRef ms,
-                                          CFMessagePortInvalidationCallBack callout);
 
 SInt32 CFMessagePortSendRequest(CFMessagePortRef remote, SInt32 msgid, CFDataRef data,
                                 CFTimeInterval sendTimeout, CFTimeInterval rcvTimeout,

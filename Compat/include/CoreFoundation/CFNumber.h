@@ -29,8 +29,6 @@ typedef enum
 
 CFTypeID CFNumberGetTypeID(void);
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType theType, const void* valuePtr);
-CFNumberType CFNumberGetType(CFNumberRef number);
-Boolean CFNumberIsFloatType(CFNumberRef number);
 // Converts into `valuePtr`; false when the conversion lost information (the truncated or
 // rounded value is stored all the same).
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType theType, void* valuePtr);

@@ -30,9 +30,7 @@ enum
     kCFRunLoopRunHandledSource = 4
 };
 
-CFTypeID CFRunLoopGetTypeID(void);
 CFRunLoopRef CFRunLoopGetCurrent(void);
-CFRunLoopRef CFRunLoopGetMain(void);
 
 // Runs in the default mode until stopped or until the mode holds no source.
 void CFRunLoopRun(void);
@@ -43,14 +41,9 @@ CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds
 // Makes the innermost run of `rl` return kCFRunLoopRunStopped.
 void CFRunLoopStop(CFRunLoopRef rl);
 void CFRunLoopWakeUp(CFRunLoopRef rl);
-Boolean CFRunLoopIsWaiting(CFRunLoopRef rl);
-// The mode of the innermost run, or NULL when the loop is not running (owned by the caller).
-CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl);
-void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode);
 
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
-Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
 // Timers: the call-out runs on the loop's thread once the fire date has passed, while the
 // loop runs in a mode the timer was added to; a repeating timer (interval above 0) then
@@ -75,7 +68,6 @@ CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime 
 void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode);
 // Removes the timer from its loop; it never fires again.
 void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);
-Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);
 
 // A source that runs `perform` once after each CFRunLoopSourceSignal.
 typedef struct
@@ -92,14 +84,11 @@ typedef struct
     void (*perform)(void* info);
 } CFRunLoopSourceContext;
 
-CFTypeID CFRunLoopSourceGetTypeID(void);
 CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
                                          CFRunLoopSourceContext* context);
-CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source);
 // Marks the source for running; the caller wakes the loop if it sleeps on another thread.
 void CFRunLoopSourceSignal(CFRunLoopSourceRef source);
 // Removes the source from every run loop and mode; it never runs again.
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
-Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source);
 
 CF_EXTERN_C_END

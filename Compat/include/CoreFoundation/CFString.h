@@ -18,12 +18,6 @@ enum
     kCFStringEncodingUnicode = 0x0100
 };
 
-enum
-{
-    kCFCompareCaseInsensitive = 1
-};
-typedef CFOptionFlags CFStringCompareFlags;
-
 CFTypeID CFStringGetTypeID(void);
 
 // A string constant that lives for the whole process; equal literals give the same object.
@@ -32,15 +26,9 @@ CFStringRef __CFStringMakeConstantString(const char* cStr);
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* cStr,
                                       CFStringEncoding encoding);
-CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
-                                    CFStringEncoding encoding, Boolean isExternalRepresentation);
-CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars,
-                                         CFIndex numChars);
 CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString);
 
 CFIndex CFStringGetLength(CFStringRef theString);
-UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx);
-void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer);
 // The most bytes `length` UTF-16 units can take in `encoding`, without the terminating
 // zero; kCFNotFound for an unknown encoding.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
@@ -50,8 +38,5 @@ Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSi
                            CFStringEncoding encoding);
 // As on macOS this may return NULL at any time; callers fall back to CFStringGetCString.
 const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
-
-CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
-                                   CFStringCompareFlags compareOptions);
 
 CF_EXTERN_C_END

@@ -34,7 +34,6 @@ OSErr GetCurrentProcess(ProcessSerialNumber* PSN);
 // to {0, kNoProcess}, after the last.
 OSErr GetNextProcess(ProcessSerialNumber* PSN);
 OSStatus GetProcessPID(const ProcessSerialNumber* psn, pid_t* pid);
-OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber* psn);
 // The name (owned by the caller); procNotFound when the process is gone.
 OSStatus CopyProcessName(const ProcessSerialNumber* psn, CFStringRef* name);
 OSErr SameProcess(const ProcessSerialNumber* PSN1, const ProcessSerialNumber* PSN2,

@@ -20,8 +20,6 @@ typedef struct
 
 typedef void (*SCDynamicStoreCallBack)(SCDynamicStoreRef store, CFArrayRef changedKeys, void* info);
 
-CFTypeID SCDynamicStoreGetTypeID(void);
-
 // A new session (owned by the caller) labelled `name`, which may be NULL.
 SCDynamicStoreRef SCDynamicStoreCreate(CFAllocatorRef allocator, CFStringRef name,
                                        SCDynamicStoreCallBack callout,
