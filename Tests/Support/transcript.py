@@ -12,15 +12,23 @@ A transcript is a list of steps, one line each:
     >~ TEXT       standard output holds TEXT somewhere (instead of whole lines)
     !~ TEXT       standard error holds TEXT somewhere
     ? N           the exit status (0 when not given)
+and, for the programs a transcript talks to:
+    @ start NAME COMMAND   starts COMMAND (sh, as above) in the background, its output in
+                           NAME.log; every process started so is stopped by its process id
+                           (SIGTERM, then SIGKILL) when the file ends
+    @ until COMMAND        runs COMMAND until it succeeds, for at most 20 seconds
+    @ stop NAME            stops that process now and waits for it
 Lines starting with # and blank lines are ignored. Each command may take 30 seconds.
 Prints one line per failed step (file:line and the difference) and "N passed, M failed".
 """
 import argparse
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 
 def steps(path):
@@ -31,7 +39,12 @@ def steps(path):
             if not line.strip() or line.startswith("#"):
                 continue
             mark, _, rest = line.partition(" ")
-            if mark == "$":
+            if mark == "@":
+                if current:
+                    yield current
+                current = None
+                yield {"line": number, "directive": rest.split(" ", 1)}
+            elif mark == "$":
                 if current:
                     yield current
                 current = {"line": number, "command": rest, "out": None, "err": None,
@@ -54,12 +67,19 @@ def steps(path):
 def run(path, directories, variables):
     passed = failed = 0
     scratch = tempfile.mkdtemp(prefix="transcript_")
+    started = {}
     try:
         ports = os.path.join(scratch, ".ports")
         os.mkdir(ports, 0o700)
         env = dict(os.environ, **variables, KELTO_PORT_DIR=ports,
                    PATH=os.pathsep.join(directories + [os.environ.get("PATH", "")]))
         for step in steps(path):
+            if "directive" in step:
+                problem = directive(step["directive"], scratch, env, started)
+                if problem:
+                    failed += 1
+                    print(f"{path}:{step['line']}: @ {' '.join(step['directive'])}\n    {problem}")
+                continue
             try:
                 done = subprocess.run(["sh", "-c", step["command"]], cwd=scratch, env=env,
                                       capture_output=True, timeout=30, stdin=subprocess.DEVNULL)
@@ -87,8 +107,45 @@ def run(path, directories, variables):
             else:
                 passed += 1
     finally:
+        for process in started.values():
+            stop(process)
         shutil.rmtree(scratch, ignore_errors=True)
     return passed, failed
+
+
+def stop(process):
+    if process.poll() is None:
+        process.send_signal(signal.SIGCONT)
+        process.terminate()
+        try:
+            process.wait(timeout=10)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+
+
+def directive(words, scratch, env, started):
+    """Carries out one '@' line; a problem as text, or None."""
+    verb, rest = words[0], words[1] if len(words) > 1 else ""
+    if verb == "start":
+        name, _, command = rest.partition(" ")
+        with open(os.path.join(scratch, name + ".log"), "wb") as log:
+            started[name] = subprocess.Popen(["sh", "-c", "exec " + command], cwd=scratch,
+                                             env=env, stdout=log, stderr=log,
+                                             stdin=subprocess.DEVNULL)
+        return None
+    if verb == "until":
+        deadline = time.monotonic() + 20
+        while time.monotonic() < deadline:
+            if subprocess.run(["sh", "-c", rest], cwd=scratch, env=env, capture_output=True,
+                              timeout=30, stdin=subprocess.DEVNULL).returncode == 0:
+                return None
+            time.sleep(0.05)
+        return "did not succeed within 20 seconds"
+    if verb == "stop" and rest in started:
+        stop(started[rest])
+        return None
+    return f"unknown directive or process: {verb} {rest}"
 
 
 def main():

@@ -1,10 +1,10 @@
-// tabletctl against the real coordinator and two simulated drivers: what each command
-// prints, in text and in JSON, and its exit status when something fails.
+// tabletctl against the real coordinator and two simulated drivers, where a transcript
+// (system.transcript) cannot go: listen across a restart of the coordinator and SIGINT, and
+// sync on a terminal.
 #include "Tests/Support/CoordinatorWithDrivers.h"
 #include "Tests/Tools/tabletctl/TabletctlRunner.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -30,125 +30,9 @@ class TabletctlEndToEnd : public testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(mSystem.Start()) << mSystem.Problem(); }
 
-    // The JSON document a successful run printed.
-    static nlohmann::json JSONOf(const std::string& arguments)
-    {
-        SRun run = RunTabletctl("--json " + arguments);
-        EXPECT_EQ(run.status, 0) << arguments << ": " << run.err;
-        return nlohmann::json::parse(run.out, nullptr, false);
-    }
-
     CoordinatorWithDrivers mSystem;
 };
-
-// The text of the capabilities of the example Kelto tablet, as both commands print them.
-const char* kKeltoCapabilities = "  Device 0\n"
-                                 "    MultiTouchDeviceID: 0\n"
-                                 "    MultiTouchDeviceName: Kelto Pro M\n"
-                                 "    MultiTouchLogicalHeight: 9200\n"
-                                 "    MultiTouchLogicalWidth: 14720\n"
-                                 "    MultiTouchMaxFingers: 10\n"
-                                 "    MultiTouchPhysicalHeight: 140\n"
-                                 "    MultiTouchPhysicalWidth: 224\n";
 } // namespace
-
-TEST_F(TabletctlEndToEnd, TextForPeople)
-{
-    struct SCase
-    {
-        const char* arguments;
-        std::string out;
-    };
-    const SCase cases[] = {
-        {"count", "Tablets: 2\n"},
-        {"count --by-id", "Tablets with a system ID, as the drivers count them: 2\n"},
-        {"tablets", "Tablets: 2\n"
-                    "  System ID  Driver     Index  Last used  Model        Serial number\n"
-                    "          0  0 Kelto        0  yes        Kelto Pro M  8KPM01234\n"
-                    "          1  1 Pen          0             Kelto Pen S\n"},
-        {"last-tablet", "Last tablet used: 0\n"},
-        {"touch-api 1", "Multi-touch API answer: 3\n"},
-        {"capabilities", std::string("Touch capabilities of 1 tablet:\n") + kKeltoCapabilities},
-        {"raw get Driver Count=Tablet", "Status: KELSTATUS_SUCCESS (0x0000)\n"
-                                        "Data: 2 bytes: 02 00\n"
-                                        "Value (u16): 2\n"},
-        {"ae count", "Tablets: 2\n"},
-        {"sync", "The coordinator synchronised its tablet table with the drivers.\n"},
-        {"listen --identifier com.example.cli --sync --count 1 --seconds 10",
-         std::string("Registered as touch client com.example.cli; waiting for capabilities.\n"
-                     "Touch capabilities received for 1 tablet:\n") +
-             kKeltoCapabilities + "Received 1 delivery.\n"},
-    };
-    for (const SCase& c : cases)
-    {
-        SRun run = RunTabletctl(c.arguments);
-        EXPECT_EQ(run.status, 0) << c.arguments << ": " << run.err;
-        EXPECT_EQ(run.out, c.out) << c.arguments;
-    }
-    SRun version = RunTabletctl("version");
-    EXPECT_EQ(version.status, 0);
-    EXPECT_TRUE(version.out.starts_with("Protocol version: ")) << version.out;
-}
-
-TEST_F(TabletctlEndToEnd, JSONForPrograms)
-{
-    EXPECT_EQ(JSONOf("count"), nlohmann::json::parse(R"({"tablets": 2, "byID": false})"));
-    nlohmann::json tablets = JSONOf("tablets");
-    ASSERT_EQ(tablets["tablets"].size(), 2u);
-    EXPECT_EQ(tablets["tablets"][1],
-              nlohmann::json::parse(R"({"systemID": 1, "driverID": 1, "driver": "Pen",
-                                        "index": 0, "lastUsed": false,
-                                        "model": "Kelto Pen S", "serialNumber": null})"));
-    EXPECT_EQ(tablets["lastTabletUsed"], 0);
-    EXPECT_TRUE(JSONOf("version")["protocolVersion"].is_number_integer());
-    EXPECT_EQ(JSONOf("capabilities")["capabilities"][0]["MultiTouchDeviceName"], "Kelto Pro M");
-    EXPECT_EQ(JSONOf("touch-api 9")["answer"], 2);
-    nlohmann::json raw = JSONOf("raw get MultiTouchAPI 508 --data integer:0");
-    EXPECT_EQ(raw["statusName"], "KELSTATUS_SUCCESS");
-    EXPECT_EQ(raw["type"], "settings");
-    EXPECT_EQ(raw["value"], 3);
-    nlohmann::json event = JSONOf("ae send Kelm KSnd");
-    EXPECT_EQ(event["result"], 0);
-    EXPECT_EQ(event["reply"]["parameters"][0]["value"], "Kelto tablet driver (simulated)");
-
-    // listen: one document per line, per delivery.
-    SRun listen = RunTabletctl("--json listen --sync --count 1 --seconds 10");
-    ASSERT_EQ(listen.status, 0) << listen.err;
-    ASSERT_EQ(std::count(listen.out.begin(), listen.out.end(), '\n'), 1);
-    nlohmann::json delivery = nlohmann::json::parse(listen.out);
-    EXPECT_EQ(delivery["delivery"], 1);
-    EXPECT_EQ(delivery["capabilities"][0]["MultiTouchMaxFingers"], 10);
-}
-
-TEST_F(TabletctlEndToEnd, FailuresGiveOneLineAndAStatus)
-{
-    // A request no driver takes: the status of the reply is named.
-    SRun run = RunTabletctl("raw get Driver Tablet@ByID=7 TabletMultiTouchCapabilities");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_TRUE(run.err.starts_with("tabletctl: the request failed: KELSTATUS_")) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-
-    // No delivery in time.
-    run = RunTabletctl("listen --count 1 --seconds 0.5");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.err, "tabletctl: only 0 of 1 deliveries arrived\n");
-
-    // No driver reports a tablet used: the last-used Apple Event finds no driver.
-    const std::string quiet = R"("LastTabletUsedTimestamp": 0)";
-    std::string kelto = CoordinatorWithDrivers::Example("kelto-driver.json");
-    std::string pen = CoordinatorWithDrivers::Example("pen-driver.json");
-    kelto.replace(kelto.find(R"("LastTabletUsedTimestamp": 1200)"), 31, quiet);
-    pen.replace(pen.find(R"("LastTabletUsedTimestamp": 800)"), 30, quiet);
-    ASSERT_TRUE(mSystem.Driver(0)->Reload(kelto)) << mSystem.Driver(0)->Log();
-    ASSERT_TRUE(mSystem.Driver(1)->Reload(pen)) << mSystem.Driver(1)->Log();
-    run = RunTabletctl("ae send Kelm KSnd");
-    EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out, "Result: -1728 (errAENoSuchObject)\n"
-                       "Reply 'aevt'/'ansr'\n"
-                       "  'errn' 'long' -1728\n");
-    EXPECT_EQ(run.err, "tabletctl: the Apple Event failed: Apple Event error -1728 "
-                       "(errAENoSuchObject)\n");
-}
 
 TEST_F(TabletctlEndToEnd, ListenEndsOnSIGINTAndQuitEndsTheCoordinator)
 {
