@@ -130,6 +130,15 @@ TEST(ClientFaultTests, IdleConnectionsAndOversizedFramesLockNobodyOut)
     const size_t kept = CPortServer::kMaxConnectionsPerProcess;
     EXPECT_EQ(Refusal(idle[kept]), "0 too many connections");
     EXPECT_EQ(Refusal(idle.back()), "0 too many connections");
+    // Said once for the process, not for each of its 1,936 refused connections.
+    const std::string log = system.Coordinator().Log();
+    size_t told = 0;
+    for (size_t at = log.find("refusing connections of process"); at != std::string::npos;
+         at = log.find("refusing connections of process", at + 1))
+    {
+        ++told;
+    }
+    EXPECT_EQ(told, 1u) << log;
 
     // Another process is served at once.
     const auto start = Clock::now();
