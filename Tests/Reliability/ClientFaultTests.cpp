@@ -6,6 +6,7 @@
 #include "Tests/EndToEnd/EndToEndSupport.h"
 #include "Tests/Reliability/ClientProcess.h"
 #include "Tests/Reliability/ReliabilitySystem.h"
+#include "Tests/Support/CoordinatorProcess.h"
 
 #include "Client/CKeltoClient.h"
 
@@ -26,7 +27,11 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <poll.h>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -198,6 +203,66 @@ TEST(ClientFaultTests, HalfAFrameHoldsASlotOnlyForAWhile)
         EXPECT_EQ(recv(fd, &byte, 1, MSG_DONTWAIT), 0) << "a stalled connection is still open";
         close(fd);
     }
+}
+
+// Processor seconds a process has used (user and system, from /proc).
+double CpuSeconds(pid_t pid_I)
+{
+    std::ifstream stat("/proc/" + std::to_string(pid_I) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string field;
+    double ticks = 0;
+    for (int i = 3; i <= 15 && fields >> field; ++i)
+    {
+        ticks += i >= 14 ? std::stod(field) : 0; // utime, stime
+    }
+    return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+// With its descriptors used up (under a hard limit it cannot raise), the coordinator takes
+// new connections on a spare descriptor and refuses them with the same frame, instead of
+// leaving them in the backlog where its listening socket would wake every pass: it stays
+// idle meanwhile, and serves again once connections go.
+TEST(ClientFaultTests, OutOfDescriptorsNewConnectionsAreRefusedWithoutSpinning)
+{
+    const std::string scratch =
+        std::filesystem::temp_directory_path() / ("kel-descriptors-" + std::to_string(getpid()));
+    std::filesystem::create_directories(scratch);
+    const std::string wrapper = scratch + "/coordinator-with-few-descriptors";
+    std::ofstream(wrapper) << "#!/bin/sh\nulimit -n 40\nexec " << CoordinatorProcess::ProgramPath()
+                           << " \"$@\"\n";
+    std::filesystem::permissions(wrapper, std::filesystem::perms::owner_all);
+    SSystemOptions options;
+    options.mCoordinatorProgram = wrapper;
+    {
+        CReliabilitySystem system(options);
+        ASSERT_TRUE(system.Start()) << system.Problem();
+        std::vector<int> idle;
+        for (int i = 0; i < 60; ++i)
+        {
+            idle.push_back(RawConnect(system.PortDirectory()));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        const auto refused = std::find_if(idle.begin(), idle.end(),
+                                          [](int fd)
+                                          {
+                                              pollfd readable = {fd, POLLIN, 0};
+                                              return poll(&readable, 1, 0) == 1;
+                                          });
+        ASSERT_NE(refused, idle.end()) << "every connection was taken";
+        EXPECT_EQ(Refusal(*refused), "0 too many connections");
+        const pid_t coordinator = system.Coordinator().Pid();
+        const double before = CpuSeconds(coordinator);
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        EXPECT_LT(CpuSeconds(coordinator) - before, 0.1);
+        for (const int fd : idle)
+        {
+            close(fd);
+        }
+        EXPECT_EQ(Served(system.Expected(), 4), 4u) << system.Logs();
+    }
+    std::filesystem::remove_all(scratch);
 }
 
 TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
