@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -508,6 +509,66 @@ TEST_F(CFMessagePortTests, PipelinedRequestsNestNoDeeperThanTheLimit)
     EXPECT_LE(deepest, CPortServer::kMaxNestedDeliveries);
     close(fd);
     CFRelease(downstream);
+}
+
+// At the nesting limit the loop sleeps until a level returns: it does not poll in a spin
+// while every level waits (for a slow driver, say).
+TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)
+{
+    size_t depth = 0;
+    size_t deepest = 0;
+    CServedPort server(CFSTR("com.kelto.Nested"),
+                       [&](SInt32, CFDataRef data) -> CFDataRef
+                       {
+                           deepest = std::max(deepest, ++depth);
+                           CFRunLoopRunInMode(kReplyMode, 0.1, false);
+                           --depth;
+                           return CFDataCreateCopy(nullptr, data);
+                       });
+    ASSERT_NE(server.mPort, nullptr);
+    // Ten clients with four requests each: more than the levels there are.
+    std::vector<int> clients;
+    for (int i = 0; i < 10; ++i)
+    {
+        clients.push_back(RawConnect(mDirectory.Path() + "/com.kelto.Nested"));
+        ASSERT_GE(clients.back(), 0);
+        for (UInt32 tag = 1; tag <= 4; ++tag)
+        {
+            const std::vector<UInt8> frame =
+                EncodePortFrame(kPortRequestMagic, tag, 1, reinterpret_cast<const UInt8*>("x"), 1);
+            ASSERT_EQ(write(clients.back(), frame.data(), frame.size()),
+                      static_cast<ssize_t>(frame.size()));
+        }
+        fcntl(clients.back(), F_SETFL, fcntl(clients.back(), F_GETFL) | O_NONBLOCK);
+    }
+    rusage before = {};
+    getrusage(RUSAGE_SELF, &before);
+    size_t replies = 0;
+    EXPECT_TRUE(RunUntil(
+        [&]
+        {
+            for (const int fd : clients)
+            {
+                UInt8 buffer[4096];
+                const ssize_t count = read(fd, buffer, sizeof buffer);
+                replies += count > 0 ? static_cast<size_t>(count) / (kPortFrameHeaderSize + 1) : 0;
+            }
+            return replies == 40;
+        },
+        30.0, kReplyMode));
+    rusage after = {};
+    getrusage(RUSAGE_SELF, &after);
+    const double seconds = static_cast<double>(after.ru_utime.tv_sec - before.ru_utime.tv_sec +
+                                               after.ru_stime.tv_sec - before.ru_stime.tv_sec) +
+                           static_cast<double>(after.ru_utime.tv_usec - before.ru_utime.tv_usec +
+                                               after.ru_stime.tv_usec - before.ru_stime.tv_usec) /
+                               1e6;
+    EXPECT_EQ(deepest, CPortServer::kMaxNestedDeliveries);
+    EXPECT_LT(seconds, 0.15);
+    for (const int fd : clients)
+    {
+        close(fd);
+    }
 }
 
 // Fault injection: replacement system calls.
