@@ -98,8 +98,8 @@ std::unique_ptr<CChildProcess> CChildProcess::Spawn(const std::vector<std::strin
     if (pid == 0)
     {
         DieWithParent(parent);
-        const int nothing = open("/dev/null", O_RDONLY);
-        dup2(nothing, STDIN_FILENO);
+        const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        dup2(nothing, STDIN_FILENO); // the copy is kept across exec, the original is not
         dup2(log, STDOUT_FILENO);
         dup2(log, STDERR_FILENO);
         execve(argv[0], argv.data(), envp.data());
