@@ -114,6 +114,21 @@ std::string Refusal(int fd_I)
            std::string(frame.mPayload.begin(), frame.mPayload.end());
 }
 
+// Processor seconds a process has used (user and system, from /proc).
+double CpuSeconds(pid_t pid_I)
+{
+    std::ifstream stat("/proc/" + std::to_string(pid_I) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string field;
+    double ticks = 0;
+    for (int i = 3; i <= 15 && fields >> field; ++i)
+    {
+        ticks += i >= 14 ? std::stod(field) : 0; // utime, stime
+    }
+    return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 // 2,000 idle connections from one process: it keeps 64, the others are refused at once
 // with a frame that says why, and everybody else is served within a second. A frame larger
 // than the limit gets its own refusal. The coordinator stays small throughout.
@@ -135,6 +150,10 @@ TEST(ClientFaultTests, IdleConnectionsAndOversizedFramesLockNobodyOut)
     const size_t kept = CPortServer::kMaxConnectionsPerProcess;
     EXPECT_EQ(Refusal(idle[kept]), "0 too many connections");
     EXPECT_EQ(Refusal(idle.back()), "0 too many connections");
+    // Idle, they cost the coordinator no processor time.
+    const double before = CpuSeconds(system.Coordinator().Pid());
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_LT(CpuSeconds(system.Coordinator().Pid()) - before, 0.1);
     // Said once for the process, not for each of its 1,936 refused connections.
     const std::string log = system.Coordinator().Log();
     size_t told = 0;
@@ -203,21 +222,6 @@ TEST(ClientFaultTests, HalfAFrameHoldsASlotOnlyForAWhile)
         EXPECT_EQ(recv(fd, &byte, 1, MSG_DONTWAIT), 0) << "a stalled connection is still open";
         close(fd);
     }
-}
-
-// Processor seconds a process has used (user and system, from /proc).
-double CpuSeconds(pid_t pid_I)
-{
-    std::ifstream stat("/proc/" + std::to_string(pid_I) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string field;
-    double ticks = 0;
-    for (int i = 3; i <= 15 && fields >> field; ++i)
-    {
-        ticks += i >= 14 ? std::stod(field) : 0; // utime, stime
-    }
-    return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 // With its descriptors used up (under a hard limit it cannot raise), the coordinator takes
