@@ -2,6 +2,7 @@
 #include <KelSignalRunLoopSource.h>
 
 #include "Compat/CFRunLoopPrivate.h"
+#include "PortTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -50,14 +50,6 @@ struct SPerformSource
     int mCount = 0;
 };
 
-double CpuSeconds()
-{
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
 TEST(CFRunLoopTests, RunResultsFinishedTimedOutHandledAndStopped)
 {
     CFRunLoopRef rl = CFRunLoopGetCurrent();
@@ -67,11 +59,11 @@ TEST(CFRunLoopTests, RunResultsFinishedTimedOutHandledAndStopped)
     SPerformSource source;
     CFRunLoopAddSource(rl, source.mSource, kCFRunLoopDefaultMode);
     // Waiting with nothing to do sleeps: the time passes, the processor is not used.
-    const double cpuBefore = CpuSeconds();
+    const double cpuBefore = PortTestSupport::CpuSeconds();
     const auto start = Clock::now();
     EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.3, false), kCFRunLoopRunTimedOut);
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(300));
-    EXPECT_LT(CpuSeconds() - cpuBefore, 0.1);
+    EXPECT_LT(PortTestSupport::CpuSeconds() - cpuBefore, 0.1);
     EXPECT_EQ(source.mCount, 0);
 
     source.Signal();

@@ -1,5 +1,6 @@
-// Shared by the message port tests: an isolated port directory per test, CF data helpers,
-// and running the loop until a condition holds (bounded in time).
+// Shared by the message port and run loop tests: an isolated port directory per test, CF
+// data helpers, running the loop until a condition holds (bounded in time), and the
+// processor time this process has used.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -12,10 +13,20 @@
 #include <functional>
 #include <string>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace PortTestSupport
 {
+// Processor seconds, user and system, this process has used so far.
+inline double CpuSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
 // Points KELTO_PORT_DIR at a fresh 0700 directory for the life of the object.
 class CScopedPortDirectory
 {
