@@ -124,15 +124,10 @@ CPortServer::~CPortServer()
 void CPortServer::Close()
 {
     mDeliver = nullptr;
-    for (const int fd : mRefused)
+    while (!mRefused.empty())
     {
-        if (mUseEpoll)
-        {
-            EpollControl(mEpollFd, EPOLL_CTL_DEL, fd, 0);
-        }
-        PortTransport().close(fd);
+        CloseRefused(mRefused.begin());
     }
-    mRefused.clear();
     while (!mConnections.empty())
     {
         const std::shared_ptr<SConnection> connection = mConnections.begin()->second;
@@ -283,13 +278,18 @@ void CPortServer::HandleRefused(int fd)
     if (refused != mRefused.end() && PeerActed(fd))
     {
         // Its client wrote or hung up: it has had the refusal in front of it.
-        if (mUseEpoll)
-        {
-            EpollControl(mEpollFd, EPOLL_CTL_DEL, fd, 0);
-        }
-        PortTransport().close(fd);
-        mRefused.erase(refused);
+        CloseRefused(refused);
     }
+}
+
+void CPortServer::CloseRefused(std::vector<int>::iterator refused)
+{
+    if (mUseEpoll)
+    {
+        EpollControl(mEpollFd, EPOLL_CTL_DEL, *refused, 0);
+    }
+    PortTransport().close(*refused);
+    mRefused.erase(refused);
 }
 
 void CPortServer::HandleConnection(const std::shared_ptr<SConnection>& connection, UInt32 events)
@@ -486,12 +486,7 @@ void CPortServer::KeepRefused(int fd)
 {
     if (mRefused.size() >= kMaxRefusedKept)
     {
-        if (mUseEpoll)
-        {
-            EpollControl(mEpollFd, EPOLL_CTL_DEL, mRefused.front(), 0);
-        }
-        PortTransport().close(mRefused.front());
-        mRefused.erase(mRefused.begin());
+        CloseRefused(mRefused.begin());
     }
     if (mUseEpoll)
     {

@@ -130,6 +130,7 @@ private:
     // first request would otherwise find it closed and take the server for gone, never
     // reading why.
     void KeepRefused(int fd);
+    void CloseRefused(std::vector<int>::iterator refused);
     static constexpr size_t kMaxRefusedKept = 64;
     std::shared_ptr<SConnection> Find(int fd) const;
 
