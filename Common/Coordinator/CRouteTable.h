@@ -163,6 +163,8 @@ private:
     KELSTATUS AnswerLastTabletUsed(CEventPacket* event_I);
     // Step 6 of the routing walk: a tablet count request, answered here.
     void AnswerTabletCount(CEventPacket* event_I, bool byID_I);
+    // One pass of Sync; Sync repeats it while a sync was asked for during the pass.
+    KELSTATUS SyncOnce();
     // One driver's tablets during Sync.
     void SyncDriverTablets(int driverID_I, const std::shared_ptr<CDriverMessageSendPort>& driver_I);
 
@@ -173,4 +175,8 @@ private:
     std::map<std::string, std::shared_ptr<CDriverMessageSendPort>> mTouchAPIClients;
     std::shared_ptr<CKelSemaphore> mpSemaphore;
     TouchClientPortFactory mTouchClientPortFactory;
+    // A sync is in progress (it waits on drivers with requests served meanwhile), and one
+    // more pass was asked for during it.
+    bool mSyncRunning = false;
+    bool mSyncAgain = false;
 };

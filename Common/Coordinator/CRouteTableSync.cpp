@@ -43,6 +43,35 @@ void AddDriverTabletKeys(CEventPacket& packet_IO, int tabletIndex_I, EEventIdent
 KELSTATUS CRouteTable::Sync()
 {
     STSemaphoreLock lock(mpSemaphore);
+    // A sync waits on the drivers with the run loop serving requests meanwhile, and one of
+    // them may ask for another sync. Nested, that one cleared the capabilities the running
+    // one was collecting and talked to the drivers in the middle of its walk: a client asking
+    // the tablet count during the launch sync could leave the table without any touch
+    // capabilities. It is run after the current one instead, once however often it was asked.
+    if (mSyncRunning)
+    {
+        mSyncAgain = true;
+        return KELSTATUS_SUCCESS;
+    }
+    struct SRunning
+    {
+        bool& mFlag;
+        explicit SRunning(bool& flag_I) : mFlag(flag_I) { mFlag = true; }
+        ~SRunning() { mFlag = false; }
+        SRunning(const SRunning&) = delete;
+        SRunning& operator=(const SRunning&) = delete;
+    } running(mSyncRunning);
+    KELSTATUS status;
+    do
+    {
+        mSyncAgain = false;
+        status = SyncOnce();
+    } while (mSyncAgain);
+    return status;
+}
+
+KELSTATUS CRouteTable::SyncOnce()
+{
     std::fprintf(stderr, "CRouteTable::Sync\n");
 
     // Tablets the drivers were told about before (by this coordinator or an earlier one)

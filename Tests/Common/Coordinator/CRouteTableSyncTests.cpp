@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -271,21 +272,30 @@ TEST(CRouteTableSync, SyncHoldsTheRecursiveSemaphoreForItsWholeRun)
         }
         else if (!nested && packet.Command() == ECommandSet && Snapshot(packet).KeyIDs() == kBlock)
         {
-            // ...and at the last one it still waits. A request served meanwhile may sync
-            // again on the same thread.
+            // ...and at the last one it still waits. A request served meanwhile asks for
+            // a sync on the same thread: it is not run inside this one (no request goes out
+            // from it) but as a second pass once this one is done.
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             sawOtherHold = otherHolds;
             nested = true;
+            const size_t sentBefore = driver.Sent().size();
             CEventPacket flush;
             Fill(flush, ECommandFlush, {{EObjectIDRoutingTable}, {EParameterIDTabletBlock}});
             EXPECT_EQ(table.ProcessEvent(&flush), KELSTATUS_SUCCESS);
+            EXPECT_EQ(driver.Sent().size(), sentBefore);
         }
         return scripted(packet);
     };
-    Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
+    Output output = Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
     ASSERT_TRUE(other.joinable());
     other.join();
     EXPECT_TRUE(nested);
     EXPECT_FALSE(sawOtherHold);
     EXPECT_TRUE(otherHolds);
+    EXPECT_EQ(output.err.find("CRouteTable::Sync\n", 1), output.err.rfind("CRouteTable::Sync\n"));
+    const auto blocks =
+        std::count_if(driver.Sent().begin(), driver.Sent().end(),
+                      [](const SSentPacket& sent) { return sent.KeyIDs() == kBlock; });
+    EXPECT_EQ(blocks, 3); // read once per pass, set at the end of each
+    EXPECT_EQ(table.TouchCapabilities().size(), 1u);
 }

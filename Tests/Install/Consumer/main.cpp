@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 namespace
 {
@@ -42,7 +43,10 @@ int main()
     {
         return Failed("GetTouchCapabilities", status);
     }
+    // An empty array's text is a line feed and "]" (the settings writer's own form), which
+    // is no JSON: such an answer is written as [].
+    const std::string touchText = touch->ObjectCount() == 0 ? "[]" : touch->GetJSONString();
     std::printf("{\"tablets\": %u, \"protocol\": %d, \"touch\": %s}\n", unsigned(count),
-                int(protocol), touch->GetJSONString().c_str());
+                int(protocol), touchText.c_str());
     return 0;
 }
