@@ -163,10 +163,10 @@ private:
     KELSTATUS AnswerLastTabletUsed(CEventPacket* event_I);
     // Step 6 of the routing walk: a tablet count request, answered here.
     void AnswerTabletCount(CEventPacket* event_I, bool byID_I);
-    // One pass of Sync; Sync repeats it while a sync was asked for during the pass.
-    KELSTATUS SyncOnce();
-    // One driver's tablets during Sync.
-    void SyncDriverTablets(int driverID_I, const std::shared_ptr<CDriverMessageSendPort>& driver_I);
+    // One driver's tablets during Sync; it stops once a sync run meanwhile has completed
+    // (mSyncsCompleted is no longer generation_I).
+    void SyncDriverTablets(int driverID_I, const std::shared_ptr<CDriverMessageSendPort>& driver_I,
+                           unsigned int generation_I);
 
     std::map<int, std::shared_ptr<CDriverMessageSendPort>> mDrivers;
     // By value, in order of insertion: the last record has the highest system ID handed out.
@@ -175,8 +175,8 @@ private:
     std::map<std::string, std::shared_ptr<CDriverMessageSendPort>> mTouchAPIClients;
     std::shared_ptr<CKelSemaphore> mpSemaphore;
     TouchClientPortFactory mTouchClientPortFactory;
-    // A sync is in progress (it waits on drivers with requests served meanwhile), and one
-    // more pass was asked for during it.
-    bool mSyncRunning = false;
-    bool mSyncAgain = false;
+    // Syncs run to their end, and the status of the last: a sync that finds another one
+    // completed while it waited stops there and answers with that one's status.
+    unsigned int mSyncsCompleted = 0;
+    KELSTATUS mLastSyncStatus = KELSTATUS_SUCCESS;
 };

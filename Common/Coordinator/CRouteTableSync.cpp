@@ -43,62 +43,57 @@ void AddDriverTabletKeys(CEventPacket& packet_IO, int tabletIndex_I, EEventIdent
 KELSTATUS CRouteTable::Sync()
 {
     STSemaphoreLock lock(mpSemaphore);
-    // A sync waits on the drivers with the run loop serving requests meanwhile, and one of
-    // them may ask for another sync. Nested, that one cleared the capabilities the running
-    // one was collecting and talked to the drivers in the middle of its walk: a client asking
-    // the tablet count during the launch sync could leave the table without any touch
-    // capabilities. It is run after the current one instead, once however often it was asked.
-    if (mSyncRunning)
-    {
-        mSyncAgain = true;
-        return KELSTATUS_SUCCESS;
-    }
-    struct SRunning
-    {
-        bool& mFlag;
-        explicit SRunning(bool& flag_I) : mFlag(flag_I) { mFlag = true; }
-        ~SRunning() { mFlag = false; }
-        SRunning(const SRunning&) = delete;
-        SRunning& operator=(const SRunning&) = delete;
-    } running(mSyncRunning);
-    KELSTATUS status;
-    do
-    {
-        mSyncAgain = false;
-        status = SyncOnce();
-    } while (mSyncAgain);
-    return status;
-}
-
-KELSTATUS CRouteTable::SyncOnce()
-{
     std::fprintf(stderr, "CRouteTable::Sync\n");
+    // A sync waits on the drivers with the run loop serving requests meanwhile, and one of
+    // them (a tablet count, a sync request) may run a whole sync inside this one. That one
+    // is newer: this one stops at its next step instead of going on with the walk it began
+    // before, which would clear the capabilities just collected and tell the drivers an
+    // older table. A client asking the tablet count during the launch sync so got its answer
+    // and left the coordinator without any touch capabilities.
+    const unsigned int generation = mSyncsCompleted;
+    auto superseded = [&] { return mSyncsCompleted != generation; };
 
     // Tablets the drivers were told about before (by this coordinator or an earlier one)
     // keep their IDs; a driver without a block is no reason to stop.
     ReadTabletsFromDrivers();
+    if (superseded())
+    {
+        return mLastSyncStatus;
+    }
     mTouchCapabilities.clear();
 
     int driverID = kNoDriver;
     std::shared_ptr<CDriverMessageSendPort> driver;
     while (StepDriverWalk(driverID, driver))
     {
-        SyncDriverTablets(driverID, driver);
+        SyncDriverTablets(driverID, driver, generation);
+        if (superseded())
+        {
+            return mLastSyncStatus;
+        }
     }
 
     SendTouchCapabilitiesToAPIClients();
-    return SendTabletsToDrivers();
+    if (superseded())
+    {
+        return mLastSyncStatus;
+    }
+    mLastSyncStatus = SendTabletsToDrivers();
+    ++mSyncsCompleted;
+    return mLastSyncStatus;
 }
 
 void CRouteTable::SyncDriverTablets(int driverID_I,
-                                    const std::shared_ptr<CDriverMessageSendPort>& driver_I)
+                                    const std::shared_ptr<CDriverMessageSendPort>& driver_I,
+                                    unsigned int generation_I)
 {
     for (int tabletIndex = 0; tabletIndex < kMaxTabletsPerDriver; ++tabletIndex)
     {
         CEventPacket idRequest;
         idRequest.SetCommand(ECommandGet);
         AddDriverTabletKeys(idRequest, tabletIndex, EParameterIDTabletSystemID);
-        if (SendToDriver(driver_I, &idRequest) != KELSTATUS_SUCCESS)
+        if (SendToDriver(driver_I, &idRequest) != KELSTATUS_SUCCESS ||
+            mSyncsCompleted != generation_I)
         {
             return;
         }
@@ -123,6 +118,10 @@ void CRouteTable::SyncDriverTablets(int driverID_I,
         AddDriverTabletKeys(capabilitiesRequest, tabletIndex,
                             EParameterIDTabletMultiTouchCapabilities);
         SendToDriver(driver_I, &capabilitiesRequest);
+        if (mSyncsCompleted != generation_I)
+        {
+            return;
+        }
         const std::shared_ptr<CSettingsMap> capabilities =
             capabilitiesRequest.UnPackData_<std::shared_ptr<CSettingsMap>>(nullptr);
         if (capabilities == nullptr)
