@@ -27,19 +27,6 @@ std::string CoordinatorProcess::BuiltInfoPlist()
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-std::string CoordinatorProcess::CopyBundle(const std::string& directory,
-                                           const std::string& infoPlist)
-{
-    const std::filesystem::path contents =
-        std::filesystem::path(directory) / "TabletDriver.app" / "Contents";
-    std::filesystem::create_directories(contents / "MacOS");
-    const std::filesystem::path program = contents / "MacOS" / "TabletDriver";
-    std::filesystem::copy_file(ProgramPath(), program,
-                               std::filesystem::copy_options::overwrite_existing);
-    std::ofstream(contents / "Info.plist", std::ios::binary) << infoPlist;
-    return program.string();
-}
-
 CoordinatorProcess::CoordinatorProcess(std::string logPath, std::string programPath)
     : mLogPath(std::move(logPath)), mProgramPath(std::move(programPath))
 {

@@ -16,9 +16,6 @@ class CoordinatorProcess
 public:
     // Where the build put the program.
     static std::string ProgramPath();
-    // Lays out a copy of the bundle in `directory` (TabletDriver.app, the program and the
-    // Info.plist text given) and returns the copy's program path.
-    static std::string CopyBundle(const std::string& directory, const std::string& infoPlist);
     // The build's Info.plist text.
     static std::string BuiltInfoPlist();
 

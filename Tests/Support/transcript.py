@@ -14,11 +14,15 @@ A transcript is a list of steps, one line each:
     ? N           the exit status (0 when not given)
 and, for the programs a transcript talks to:
     @ start NAME COMMAND   starts COMMAND (sh, as above) in the background, its output in
-                           NAME.log; every process started so is stopped by its process id
-                           (SIGTERM, then SIGKILL) when the file ends
+                           NAME.log and its process id in $NAME_PID for the later steps;
+                           every process started so is stopped by its process id (SIGTERM,
+                           then SIGKILL) when the file ends
     @ until COMMAND        runs COMMAND until it succeeds, for at most 20 seconds
-    @ stop NAME            stops that process now and waits for it
-Lines starting with # and blank lines are ignored. Each command may take 30 seconds.
+    @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
+                           status must be that (128 + N for signal N, as sh reports it)
+    @ exits NAME STATUS    that process ends by itself within 40 seconds, with STATUS
+Lines starting with # and blank lines are ignored. Each command may take 30 seconds; one
+that does not end in time is killed with everything it started.
 Prints one line per failed step (file:line and the difference) and "N passed, M failed".
 """
 import argparse
@@ -80,13 +84,17 @@ def run(path, directories, variables):
                     failed += 1
                     print(f"{path}:{step['line']}: @ {' '.join(step['directive'])}\n    {problem}")
                 continue
+            # A session of its own, so that what it leaves running can be ended with it.
+            command = subprocess.Popen(["sh", "-c", step["command"]], cwd=scratch, env=env,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       stdin=subprocess.DEVNULL, start_new_session=True)
             try:
-                done = subprocess.run(["sh", "-c", step["command"]], cwd=scratch, env=env,
-                                      capture_output=True, timeout=30, stdin=subprocess.DEVNULL)
-                result = {"status": done.returncode,
-                          "out": done.stdout.decode(errors="replace"),
-                          "err": done.stderr.decode(errors="replace")}
+                out, err = command.communicate(timeout=30)
+                result = {"status": command.returncode, "out": out.decode(errors="replace"),
+                          "err": err.decode(errors="replace")}
             except subprocess.TimeoutExpired:
+                os.killpg(command.pid, signal.SIGKILL)
+                command.communicate()
                 result = {"status": "timed out", "out": "", "err": ""}
             problems = []
             if result["status"] != step["status"]:
@@ -114,6 +122,7 @@ def run(path, directories, variables):
 
 
 def stop(process):
+    """Ends the process (SIGTERM, then SIGKILL); its exit status as sh reports it."""
     if process.poll() is None:
         process.send_signal(signal.SIGCONT)
         process.terminate()
@@ -122,6 +131,12 @@ def stop(process):
         except subprocess.TimeoutExpired:
             process.kill()
             process.wait()
+    return process.returncode if process.returncode >= 0 else 128 - process.returncode
+
+
+def status_problem(status, expected):
+    return None if expected is None or str(status) == expected else \
+        f"exit status {status}, expected {expected}"
 
 
 def directive(words, scratch, env, started):
@@ -133,6 +148,7 @@ def directive(words, scratch, env, started):
             started[name] = subprocess.Popen(["sh", "-c", "exec " + command], cwd=scratch,
                                              env=env, stdout=log, stderr=log,
                                              stdin=subprocess.DEVNULL)
+        env[name + "_PID"] = str(started[name].pid)
         return None
     if verb == "until":
         deadline = time.monotonic() + 20
@@ -142,9 +158,15 @@ def directive(words, scratch, env, started):
                 return None
             time.sleep(0.05)
         return "did not succeed within 20 seconds"
-    if verb == "stop" and rest in started:
-        stop(started[rest])
-        return None
+    name, _, expected = rest.partition(" ")
+    if verb == "stop" and name in started:
+        return status_problem(stop(started[name]), expected or None)
+    if verb == "exits" and name in started:
+        try:
+            started[name].wait(timeout=40)
+        except subprocess.TimeoutExpired:
+            return "still running after 40 seconds"
+        return status_problem(stop(started[name]), expected)
     return f"unknown directive or process: {verb} {rest}"
 
 
