@@ -132,11 +132,18 @@ TEST_F(OSUtilsFilesTests, BundleVersionIsParsedAndMarkedWebByTheVendorKey)
 
 TEST_F(OSUtilsFilesTests, ScrollDirectionDefaultsToTrueUnlessTheUserSaidOtherwise)
 {
-    // A value that has no boolean meaning (a dictionary) counts as not set.
+    // A value that has no boolean meaning (a dictionary) counts as not set. Strings and
+    // numbers follow Foundation's boolValue: Y, y, T, t or a non-zero number after spaces.
     const std::pair<const char*, bool> cases[] = {{nullptr, true},
                                                   {"<false/>", false},
                                                   {"<string>NO</string>", false},
+                                                  {"<string>YES</string>", true},
+                                                  {"<string>true</string>", true},
+                                                  {"<string>  +0007</string>", true},
+                                                  {"<string>-0</string>", false},
                                                   {"<integer>0</integer>", false},
+                                                  {"<integer>2</integer>", true},
+                                                  {"<real>0.5</real>", true},
                                                   {"<true/>", true},
                                                   {"<dict/>", true}};
     for (const auto& [value, expected] : cases)
@@ -149,9 +156,23 @@ TEST_F(OSUtilsFilesTests, ScrollDirectionDefaultsToTrueUnlessTheUserSaidOtherwis
     }
 }
 
-TEST_F(OSUtilsFilesTests, DoubleClickTimeIsTheUsersSetting)
+TEST_F(OSUtilsFilesTests, DoubleClickTimeIsTheUsersSettingOrHalfASecond)
 {
     WriteGlobalDefaults("<key>com.apple.mouse.doubleClickThreshold</key><real>0.8</real>");
+    EXPECT_DOUBLE_EQ(OSUtils::GetDoubleClickTime(), 0.8);
+    WriteGlobalDefaults("");
+    EXPECT_DOUBLE_EQ(OSUtils::GetDoubleClickTime(), 0.5);
+    // $XDG_CONFIG_HOME/kelto when it is set and absolute, else ~/.config/kelto.
+    WriteGlobalDefaults("<key>com.apple.mouse.doubleClickThreshold</key><real>0.8</real>");
+    for (const char* config : {"", "relative/path"})
+    {
+        setenv("XDG_CONFIG_HOME", config, 1);
+        NSUserDefaults::standardUserDefaults()->synchronize();
+        EXPECT_DOUBLE_EQ(OSUtils::GetDoubleClickTime(), 0.5) << config;
+    }
+    fs::create_directories(mRoot / ".config");
+    fs::rename(mRoot / "kelto", mRoot / ".config" / "kelto");
+    NSUserDefaults::standardUserDefaults()->synchronize();
     EXPECT_DOUBLE_EQ(OSUtils::GetDoubleClickTime(), 0.8);
 }
 } // namespace

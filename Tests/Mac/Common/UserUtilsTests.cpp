@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -46,7 +47,9 @@ TEST(UserUtilsTests, ConsoleUserIsReportedWithItsIDs)
 
 TEST(UserUtilsTests, NobodyAndTheLoginWindowAreNoUserAndLeaveTheOutputsAlone)
 {
-    for (const char* value : {"none", "loginwindow:0:0"})
+    // The test variable is "name:uid:gid"; anything else is nobody.
+    for (const char* value :
+         {"none", "loginwindow:0:0", "", "alice", "alice:1000", ":1:2", "alice:x:1", "alice:1:"})
     {
         CConsoleUser user(value);
         SResult result = Ask(UserUtils::GetConsoleUser);
@@ -56,6 +59,16 @@ TEST(UserUtilsTests, NobodyAndTheLoginWindowAreNoUserAndLeaveTheOutputsAlone)
         EXPECT_EQ(result.uid, 77u);
         EXPECT_EQ(result.gid, 78u);
     }
+}
+
+TEST(UserUtilsTests, WithoutTheVariableOrALoginManagerThereIsNoUser)
+{
+    if (access("/run/systemd/seats/seat0", F_OK) == 0)
+    {
+        GTEST_SKIP() << "a login manager runs here";
+    }
+    unsetenv("KELTO_CONSOLE_USER");
+    EXPECT_FALSE(Ask(UserUtils::GetConsoleUser).found);
 }
 
 // The only test that calls UserIsLoggedIn: its answer is kept for the process's life.
