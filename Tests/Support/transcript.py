@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs transcript files: each command of a file, and what it must print and return.
 
-    transcript.py [--path DIR]... [--set NAME=VALUE]... FILE...
+    transcript.py [--path DIR]... [--set NAME=VALUE]... [--step-seconds N] FILE...
 
 A transcript is a list of steps, one line each:
     $ COMMAND     run by sh in a scratch directory of the file's own, with every --path
@@ -21,8 +21,8 @@ and, for the programs a transcript talks to:
     @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
                            status must be that (128 + N for signal N, as sh reports it)
     @ exits NAME STATUS    that process ends by itself within 40 seconds, with STATUS
-Lines starting with # and blank lines are ignored. Each command may take 30 seconds; one
-that does not end in time is killed with everything it started.
+Lines starting with # and blank lines are ignored. Each command may take 30 seconds (or
+--step-seconds); one that does not end in time is killed with everything it started.
 Prints one line per failed step (file:line and the difference) and "N passed, M failed".
 """
 import argparse
@@ -68,7 +68,7 @@ def steps(path):
         yield current
 
 
-def run(path, directories, variables):
+def run(path, directories, variables, step_seconds):
     passed = failed = 0
     scratch = tempfile.mkdtemp(prefix="transcript_")
     started = {}
@@ -89,7 +89,7 @@ def run(path, directories, variables):
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                        stdin=subprocess.DEVNULL, start_new_session=True)
             try:
-                out, err = command.communicate(timeout=30)
+                out, err = command.communicate(timeout=step_seconds)
                 result = {"status": command.returncode, "out": out.decode(errors="replace"),
                           "err": err.decode(errors="replace")}
             except subprocess.TimeoutExpired:
@@ -174,12 +174,13 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--path", action="append", default=[])
     parser.add_argument("--set", action="append", default=[])
+    parser.add_argument("--step-seconds", type=float, default=30)
     parser.add_argument("files", nargs="+")
     arguments = parser.parse_args()
     passed = failed = 0
     for path in arguments.files:
         p, f = run(path, [os.path.abspath(d) for d in arguments.path],
-                   dict(item.split("=", 1) for item in arguments.set))
+                   dict(item.split("=", 1) for item in arguments.set), arguments.step_seconds)
         passed, failed = passed + p, failed + f
     print(f"{passed} passed, {failed} failed")
     return 1 if failed else 0
