@@ -16,7 +16,8 @@ and, for the programs a transcript talks to:
     @ start NAME COMMAND   starts COMMAND (sh, as above) in the background, its output in
                            NAME.log and its process id in $NAME_PID for the later steps;
                            every process started so is stopped by its process id (SIGTERM,
-                           then SIGKILL) when the file ends
+                           then SIGKILL) when the file ends, and a sanitizer's report in
+                           its log fails the file
     @ until COMMAND        runs COMMAND until it succeeds, for at most 20 seconds
     @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
                            status must be that (128 + N for signal N, as sh reports it)
@@ -115,10 +116,24 @@ def run(path, directories, variables, step_seconds):
             else:
                 passed += 1
     finally:
-        for process in started.values():
+        # A program killed here, or one whose status no step looks at, would take a
+        # sanitizer's report with it unnoticed: each log is read for one.
+        for name, process in started.items():
             stop(process)
+            report = sanitizer_report(os.path.join(scratch, name + ".log"))
+            if report:
+                failed += 1
+                print(f"{path}: {name}.log holds a sanitizer's report: {report}")
         shutil.rmtree(scratch, ignore_errors=True)
     return passed, failed
+
+
+def sanitizer_report(log):
+    """The first line of an AddressSanitizer, LeakSanitizer or UBSan report in the file."""
+    marks = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+             "SUMMARY: UndefinedBehaviorSanitizer")
+    with open(log, encoding="utf-8", errors="replace") as text:
+        return next((line.strip() for line in text if any(m in line for m in marks)), None)
 
 
 def stop(process):
