@@ -62,6 +62,8 @@ TEST(FileVersionParse, ShortFullAndLetterForms)
     EXPECT_EQ(Parsed("1.2.3.4"), "1.2.3 r5 b4");
     // A letter outside the set ends the reading; the release is final.
     EXPECT_EQ(Parsed("1.2.3x4"), "1.2.3 r5 b0");
+    // A leading dot is the first one.
+    EXPECT_EQ(Parsed(".5.1"), "5.1.0 r5 b0");
     // The letter is searched for only from the second dot on.
     EXPECT_EQ(Parsed("2.4b.7"), "2.4.0 r5 b0");
     // Numbers above 255 are kept modulo 256; the short form splits the whole number.

@@ -151,6 +151,7 @@ TEST(ObjectKey, ChainNeedsASentinelWithinItsFirstTenPlaces)
     {
         chain[i].Set(EObjectIDTablet, Ref(i), EAddrModeByIndex);
     }
+    chain[10].ResetObjectKey(); // a sentinel in the eleventh place is one too late
     KELSTATUS status = KELSTATUS_SUCCESS;
     auto output = Capture([&] { status = IsObjectKeyValid(chain); });
     EXPECT_EQ(status, KELSTATUS_RESOURCE_BAD);
@@ -213,6 +214,17 @@ TEST(ObjectKey, CopyChainCopiesThroughTheSentinelOnly)
 
     output = Capture([&] { CopyObjectKey(nullptr, source); });
     EXPECT_THAT(Assertions(output.out), ElementsAre("pDest_O"));
+
+    // Without a sentinel, eleven places are copied and no more.
+    OBJECT_KEY full[12];
+    OBJECT_KEY copy[12];
+    for (unsigned i = 0; i < 12; ++i)
+    {
+        full[i].Set(EObjectIDTablet, Ref(i + 1), EAddrModeByIndex);
+    }
+    Capture([&] { CopyObjectKey(copy, full); });
+    EXPECT_EQ(copy[10].mReference, Ref(11));
+    EXPECT_EQ(copy[11].Identifier(), EObjectIDNothing);
 
     // An invalid source is reported and still copied.
     source[0].mAddressingMode = MAX_ADDRESSING_MODE;

@@ -319,6 +319,20 @@ TEST(SerializedEventPacket, StringFixupIsFoundBeyondTheFixupCount)
 
 TEST(SerializedEventPacket, TenKeysThrowFromTheTrustedEntryAndAreRefusedByTheCheckedOne)
 {
+    // Nine keys are the most a packet takes.
+    BlockWriter nine(false);
+    nine.U32(0x4B54534D).U32(1).U32(0).U16(0).U32(ECommandGet);
+    for (int i = 0; i < 9; ++i)
+    {
+        nine.Key(EAddrModeByIndex, EObjectIDTablet, i);
+    }
+    nine.Zeros(20).U32(0).U32(0).U32(0).U32(0).U32(0);
+    auto nineBytes = nine.Block();
+    CEventPacket ninePacket;
+    EXPECT_EQ(ninePacket.DeserializeFromBuffer(nineBytes.data(), nineBytes.size()),
+              KELSTATUS_SUCCESS);
+    EXPECT_EQ(ninePacket.ObjectKey(8)->mReference, Ref(8));
+
     BlockWriter w(false);
     w.U32(0x4B54534D).U32(1).U32(0).U16(0).U32(ECommandGet);
     for (int i = 0; i < 10; ++i)

@@ -59,6 +59,7 @@ TEST(CRouteTableSync, TwoDriversWithOneTabletEachGetIDsCorrectionsAndTheBlock)
                                           {ECommandGet, kTabletID},
                                           {ECommandSet, kBlock}}));
     EXPECT_EQ(zero.Sent()[0].mKeys[1].mRef, static_cast<std::uint32_t>(EParameterIDTabletBlock));
+    EXPECT_EQ(zero.Sent()[5].mKeys[1], (SKey{EParameterIDTabletBlock, 0, EAddrModeByIndex}));
     EXPECT_EQ(zero.Sent()[2].mData, (std::vector<unsigned char>{0, 0}));
     EXPECT_EQ(zero.Sent()[4].mKeys[1], (SKey{EObjectIDTablet, 1, EAddrModeByLocalIndex}));
     EXPECT_EQ(zero.mTabletIDs[0], 0);
@@ -98,6 +99,8 @@ TEST(CRouteTableSync, IDsInTheDriversBlockSurviveANewCoordinator)
     Output output = Capture([&] { table.Sync(); });
     EXPECT_TRUE(Contains(output.err, "**********   IN ReatTabletsFromDrivers: calling AddTablet.  "
                                      "DriverID:0  tabletIdx:5  systemId:2\n"));
+    EXPECT_EQ(zero.Sent()[1].mKeys,
+              (std::vector<SKey>{{EObjectIDDriver}, {EParameterIDTabletBlock}}));
     EXPECT_EQ(table.TabletCount(), 3u);
     EXPECT_EQ(table.FindTablet(0, 0), 1u);
     EXPECT_EQ(table.FindTablet(1, 0), 0u);
