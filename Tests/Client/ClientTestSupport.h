@@ -41,7 +41,6 @@ public:
 
     // Every request as it arrived, current key on the first key.
     const std::vector<CEventPacket>& Requests() const { return mRequests; }
-    void SetAnswer(Answer answer_I) { mAnswer = std::move(answer_I); }
 
 private:
     static CFDataRef PortCallBack(CFMessagePortRef, SInt32 messageID_I, CFDataRef data_I,

@@ -1,6 +1,6 @@
 # The client library example of README.md, compiled from the README itself (the cpp block
 # between the markers <!-- client-example --> and <!-- /client-example -->), so that the
-# README cannot show code that does not build; the client's end-to-end tests run it.
+# README cannot show code that does not build; the tabletctl system transcript runs it.
 set(readme "${PROJECT_SOURCE_DIR}/README.md")
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${readme}")
 file(READ "${readme}" readme_text)

@@ -183,12 +183,6 @@ bool CChild::ReadLine(std::string& line, double seconds)
     }
 }
 
-std::string CChild::NextLine(double seconds)
-{
-    std::string line;
-    return ReadLine(line, seconds) ? line : "";
-}
-
 bool CChild::WaitFor(const std::string& expected, double seconds)
 {
     auto end = Clock::now() + std::chrono::milliseconds(long(seconds * 1000));

@@ -48,8 +48,6 @@ public:
 
     // The next line the child logged; false at end of output or after `seconds`.
     bool ReadLine(std::string& line, double seconds = 20);
-    // The next line, or "" at end of output or after `seconds`.
-    std::string NextLine(double seconds = 20);
     // Reads lines until `expected` comes; false if it never does.
     bool WaitFor(const std::string& expected, double seconds = 20);
     // The exit status once the child has ended, or -1 if it had to be killed after `seconds`.

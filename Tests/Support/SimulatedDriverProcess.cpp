@@ -32,17 +32,6 @@ void WriteFile(const std::string& path_I, const std::string& text_I)
     }
     std::filesystem::rename(temporary, path_I);
 }
-
-size_t Count(const std::string& text_I, const std::string& what_I)
-{
-    size_t count = 0;
-    for (size_t at = text_I.find(what_I); at != std::string::npos;
-         at = text_I.find(what_I, at + what_I.size()))
-    {
-        ++count;
-    }
-    return count;
-}
 } // namespace
 
 ScopedPortDirectory::ScopedPortDirectory()
@@ -153,35 +142,6 @@ int SimulatedDriverProcess::Stop()
 bool SimulatedDriverProcess::Signal(int signal_I)
 {
     return mProcess->Signal(signal_I);
-}
-
-bool SimulatedDriverProcess::Reload(const std::string& configJson_I)
-{
-    const std::string marker = "configuration read again";
-    const std::string refused = "reload refused";
-    const std::string log = Log();
-    const size_t before = Count(log, marker);
-    const size_t refusedBefore = Count(log, refused);
-    WriteFile(mConfigPath, configJson_I);
-    if (!Signal(SIGUSR1))
-    {
-        return false;
-    }
-    const auto deadline = std::chrono::steady_clock::now() + mOptions.startTimeout;
-    while (std::chrono::steady_clock::now() < deadline && IsRunning())
-    {
-        const std::string now = Log();
-        if (Count(now, marker) > before)
-        {
-            return true;
-        }
-        if (Count(now, refused) > refusedBefore)
-        {
-            return false;
-        }
-        std::this_thread::sleep_for(kPollInterval);
-    }
-    return false;
 }
 
 std::string SimulatedDriverProcess::Log() const

@@ -71,7 +71,6 @@ public:
     pid_t Pid() const { return mProcess->Pid(); }
     // The "PortName" of the configuration; empty when the configuration has none.
     const std::string& PortName() const { return mPortName; }
-    const std::string& ConfigPath() const { return mConfigPath; }
 
     // True once the driver's port is served; false when the process ended first or the
     // start time-out passed. (A name that another process serves already counts as served:
@@ -89,11 +88,6 @@ public:
     // Sends a signal to the running process (SIGSTOP/SIGCONT for a driver that stops
     // answering, for instance). False when it is not running.
     bool Signal(int signal_I);
-
-    // Replaces the configuration file and asks the driver to read it again (SIGUSR1); true
-    // when the driver's log reports that it did, within the start time-out; false at once
-    // when it reports that it refused the new file.
-    bool Reload(const std::string& configJson_I);
 
     // What the driver wrote on standard error and standard output so far.
     std::string Log() const;
