@@ -98,30 +98,9 @@ bool CoordinatorWithDrivers::StartCoordinator()
     return true;
 }
 
-bool CoordinatorWithDrivers::ReplaceDriver(int driverID_I,
-                                           const std::optional<std::string>& configJson_I)
-{
-    if (mDrivers[driverID_I])
-    {
-        mDrivers[driverID_I]->Stop();
-        mRetiredLogs.push_back(mDrivers[driverID_I]->Log());
-        mDrivers[driverID_I].reset();
-    }
-    if (!configJson_I)
-    {
-        return true;
-    }
-    mDrivers[driverID_I] = std::make_unique<SimulatedDriverProcess>(mPorts.Path(), *configJson_I);
-    return mDrivers[driverID_I]->WaitUntilServed();
-}
-
 std::string CoordinatorWithDrivers::Logs() const
 {
     std::string logs;
-    for (const std::string& retired : mRetiredLogs)
-    {
-        logs += "--- a replaced driver:\n" + retired;
-    }
     for (int driverID = 0; driverID < 2; ++driverID)
     {
         if (mDrivers[driverID])

@@ -13,7 +13,6 @@
 #include "Tests/Support/SimulatedDriverProcess.h"
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,11 +42,8 @@ public:
 
     const std::string& PortDirectory() const { return mPorts.Path(); }
     CoordinatorProcess& Coordinator() { return *mCoordinator; }
-    // Driver 0 or 1; null once the test let it go with ReplaceDriver.
+    // Driver 0 or 1.
     SimulatedDriverProcess* Driver(int driverID_I) { return mDrivers[driverID_I].get(); }
-    // Stops driver `driverID_I` (when it still runs) and, with a configuration, starts a new
-    // process with it on the same port; true when the new one serves.
-    bool ReplaceDriver(int driverID_I, const std::optional<std::string>& configJson_I);
     // Everything the processes wrote, for failure messages.
     std::string Logs() const;
 
@@ -60,5 +56,4 @@ private:
     std::string mCoordinatorProgram;
     std::unique_ptr<SimulatedDriverProcess> mDrivers[2];
     std::unique_ptr<CoordinatorProcess> mCoordinator;
-    std::vector<std::string> mRetiredLogs; // of drivers that were replaced
 };

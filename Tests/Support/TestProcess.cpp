@@ -78,11 +78,6 @@ bool TestProcess::WaitForLog(const std::string& text, std::chrono::milliseconds 
     return WaitUntil(timeout_I, [&] { return Log().find(text) != std::string::npos; });
 }
 
-bool TestProcess::HasLine() const
-{
-    return Log().find('\n', mReadOffset) != std::string::npos;
-}
-
 std::string TestProcess::ReadLine(std::chrono::milliseconds timeout_I)
 {
     std::string line;

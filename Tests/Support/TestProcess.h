@@ -44,8 +44,6 @@ public:
     // The next whole line of the log after those read so far; empty when none comes within
     // timeout_I or the process ended without one.
     std::string ReadLine(std::chrono::milliseconds timeout_I);
-    // Whether a whole line is there to be read now.
-    bool HasLine() const;
     // For a process that is meant to fail its sanitizer: its report fails nothing.
     void ExpectSanitizerReport() { mReportExpected = true; }
 
