@@ -269,49 +269,6 @@ TEST(ClientFaultTests, OutOfDescriptorsNewConnectionsAreRefusedWithoutSpinning)
     std::filesystem::remove_all(scratch);
 }
 
-TEST(ClientFaultTests, AClientThatNeverReadsItsAnswersHoldsUpNobody)
-{
-    CReliabilitySystem system;
-    ASSERT_TRUE(system.Start()) << system.Problem();
-    const int stalled = RawConnect(system.PortDirectory());
-    ASSERT_GE(stalled, 0);
-    fcntl(stalled, F_SETFL, fcntl(stalled, F_GETFL) | O_NONBLOCK);
-
-    // Requests go out until the coordinator stops taking them (its answers fill both socket
-    // buffers) or four thousand are sent; none of the answers is ever read.
-    unsigned int sent = 0;
-    std::vector<UInt8> frame;
-    size_t offset = 0;
-    const auto deadline = Clock::now() + std::chrono::seconds(5);
-    while (sent < 4000 && Clock::now() < deadline)
-    {
-        if (offset == frame.size())
-        {
-            frame = RequestFrame(sent + 1, MakeRequest(100, sent, system.Expected()));
-            offset = 0;
-        }
-        const ssize_t count = send(stalled, frame.data() + offset, frame.size() - offset,
-                                   MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (count > 0)
-        {
-            offset += static_cast<size_t>(count);
-            sent += offset == frame.size();
-            continue;
-        }
-        if (count < 0 && errno != EAGAIN)
-        {
-            break; // the coordinator let the connection go
-        }
-        EXPECT_EQ(Served(system.Expected(), 4), 4u); // served meanwhile
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    EXPECT_GT(sent, 100u);
-    EXPECT_EQ(Served(system.Expected(), 40), 40u) << system.Logs();
-    close(stalled);
-    EXPECT_EQ(Served(system.Expected(), 40), 40u) << system.Logs();
-    EXPECT_TRUE(system.Coordinator().Running());
-}
-
 TEST(ClientFaultTests, ClientsLeavingInTheMiddleOfARequestHoldUpNobody)
 {
     SSystemOptions options;
