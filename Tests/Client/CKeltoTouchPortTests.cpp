@@ -82,46 +82,6 @@ protected:
 };
 } // namespace
 
-TEST_F(TouchPort, DeliversCapabilitiesAndAnswersEveryPacketSoTheClientStaysRegistered)
-{
-    std::shared_ptr<CKeltoTouchPort> port;
-    ASSERT_EQ(
-        CKeltoTouchPort::Open(
-            kName, [this](std::shared_ptr<CSettingsArray> c) { mReceived.push_back(c); }, port),
-        KELSTATUS_SUCCESS);
-
-    CEventPacket delivery = Delivery(KeltoClientPackets::SettingsData(Capabilities(2)));
-    EXPECT_EQ(Deliver(delivery), KELSTATUS_SUCCESS);
-    ASSERT_EQ(mReceived.size(), 1u);
-    EXPECT_TRUE(mReceived[0]->IsEqualTo(Capabilities(2)));
-    EXPECT_EQ(delivery.Status(), KELSTATUS_SUCCESS);
-    EXPECT_EQ(delivery.SizeOfData(), 0u); // the answer does not echo the capabilities
-
-    // An empty table is a delivery too.
-    CEventPacket empty = Delivery(KeltoClientPackets::SettingsData(Capabilities(0)));
-    EXPECT_EQ(Deliver(empty), KELSTATUS_SUCCESS);
-    ASSERT_EQ(mReceived.size(), 2u);
-    EXPECT_EQ(mReceived[1]->ObjectCount(), 0u);
-
-    // Odd packets are answered with a status in the packet, never by a failed exchange
-    // (which would cost the registration), and reach no handler.
-    CEventPacket notAnArray = Delivery(KeltoClientPackets::SettingsData(CSettingsMap::New()));
-    EXPECT_EQ(Deliver(notAnArray), KELSTATUS_SUCCESS);
-    EXPECT_EQ(notAnArray.Status(), KELSTATUS_API_CORRUPT_DATA);
-    CEventPacket question = Delivery({}, EParameterIDTabletMultiTouchCapabilities, ECommandGet);
-    EXPECT_EQ(Deliver(question), KELSTATUS_SUCCESS);
-    EXPECT_EQ(question.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
-    EXPECT_EQ(mReceived.size(), 2u);
-    EXPECT_EQ(port->Deliveries(), 2u);
-
-    // Bytes that are no packet, and other message ids, get no reply at all.
-    EXPECT_EQ(SendRaw(kMessageIDEventPacket, {1, 2, 3, 4}), "<none>");
-    const std::vector<unsigned char> good =
-        KeltoClientPackets::Serialize(Delivery(KeltoClientPackets::SettingsData(Capabilities(1))));
-    EXPECT_EQ(SendRaw(kMessageIDEndianness, good), "<none>");
-    EXPECT_EQ(mReceived.size(), 2u);
-}
-
 TEST_F(TouchPort, OneServerPerNameAndTheNameIsFreeAgainOnClose)
 {
     auto ignore = [](std::shared_ptr<CSettingsArray>) {};

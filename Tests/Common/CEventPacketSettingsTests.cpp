@@ -14,9 +14,6 @@
 #include <memory>
 #include <vector>
 
-using param_test::Capture;
-using testing::HasSubstr;
-
 namespace
 {
 std::shared_ptr<CSettingsMap> Capabilities()
@@ -58,30 +55,4 @@ TEST(CEventPacketSettings, ObjectsTravelAsTheirArchiveAndComeBackEqual)
 
     packet.PackData_(std::shared_ptr<CSettingsObject>());
     EXPECT_EQ(packet.Buffer(), nullptr) << "a null object drops the buffer";
-}
-
-TEST(CEventPacketSettings, NothingUsableGivesTheDefault)
-{
-    const auto fallback = CSettingsMap::New();
-    CEventPacket packet;
-    EXPECT_EQ(packet.UnPackData_<std::shared_ptr<CSettingsMap>>(fallback), fallback);
-    EXPECT_EQ(packet.Status(), 0x0210);
-
-    // Not an archive at all.
-    packet.PackData(5, "junk!");
-    std::shared_ptr<CSettingsObject> object;
-    Capture([&] { object = packet.UnPackData_<std::shared_ptr<CSettingsObject>>(fallback); });
-    EXPECT_EQ(object, fallback);
-
-    // An archive of another type: the cast complains and the default comes back.
-    packet.PackData_(CSettingsInteger::New(3));
-    std::shared_ptr<CSettingsMap> map;
-    auto output =
-        Capture([&] { map = packet.UnPackData_<std::shared_ptr<CSettingsMap>>(fallback); });
-    EXPECT_EQ(map, fallback);
-    EXPECT_THAT(output.err, HasSubstr("CSettingsMap::CastToMap got a integer"));
-    std::shared_ptr<CSettingsBool> flag;
-    output = Capture([&] { flag = packet.UnPackData_<std::shared_ptr<CSettingsBool>>(nullptr); });
-    EXPECT_EQ(flag, nullptr);
-    EXPECT_EQ(output.err, "CSettingsBool::CastToBool got source object of type integer\n");
 }

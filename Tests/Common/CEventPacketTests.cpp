@@ -15,7 +15,6 @@ using param_test::Assertions;
 using param_test::Capture;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace
 {
@@ -32,42 +31,6 @@ void AddChain(CEventPacket& packet, unsigned tablet, EEventIdentifier identifier
     packet.AddKeyInt(identifier, 0, EAddrModeByIndex);
 }
 } // namespace
-
-TEST(CEventPacket, TenthKeyThrowsAndLeavesTheChainAlone)
-{
-    CEventPacket packet;
-    for (unsigned i = 0; i < 9; ++i)
-    {
-        packet.AddKeyInt(EObjectIDTablet, i, EAddrModeByIndex);
-    }
-    bool thrown = false;
-    auto output = Capture(
-        [&]
-        {
-            try
-            {
-                packet.AddKeyString(EParameterIDName, std::string("tenth"), false);
-            }
-            catch (const CKelException& e)
-            {
-                thrown = true;
-                EXPECT_STREQ(e.what(), "Status: 100,  \"AddKey full\"");
-                EXPECT_EQ(e.Status(), KELSTATUS_MEMORY_BAD);
-                EXPECT_EQ(e.File(), nullptr);
-                EXPECT_EQ(e.Line(), 0);
-            }
-        });
-    EXPECT_TRUE(thrown);
-    EXPECT_EQ(output.err,
-              "CEventPacket::AddKey: key chain full; can not set the last key in the chain\n");
-    EXPECT_EQ(packet.Status(), KELSTATUS_MEMORY_BAD);
-    for (unsigned i = 0; i < 9; ++i)
-    {
-        EXPECT_EQ(packet.ObjectKey(i)->mReference, Ref(i));
-    }
-    EXPECT_EQ(packet.ObjectKey(9)->Identifier(), EObjectIDNothing);
-    EXPECT_EQ(packet.ObjectKey(9)->mpStringBuffer, nullptr);
-}
 
 TEST(CEventPacket, AddKeyVariants)
 {
@@ -185,68 +148,6 @@ TEST(CEventPacket, IsValidNamesTheFirstFault)
     EXPECT_EQ(packet.SizeOfData(), 4u);
 }
 
-TEST(CEventPacket, PackDataOwnsWhatItAllocatesAndWritesIntoAdoptedBuffers)
-{
-    const char eight[] = "01234567";
-    for (auto pack : {+[](CEventPacket&p, const char*d) { p.PackData(0, d); },
-                      +[](CEventPacket&p, const char*) { p.PackData(8, nullptr); }})
-    {
-        CEventPacket packet;
-        packet.PackData(8, eight);
-        pack(packet, eight);
-        EXPECT_EQ(packet.Buffer(), nullptr);
-        EXPECT_EQ(packet.SizeOfBuffer(), 0u);
-        EXPECT_EQ(packet.SizeOfData(), 0u);
-    }
-
-    unsigned char adopted[16] = {};
-    CEventPacket packet(sizeof(adopted), adopted);
-    packet.SetStatus(KELSTATUS_FAILURE);
-    packet.PackData(8, eight);
-    EXPECT_EQ(packet.Buffer(), adopted);
-    EXPECT_FALSE(packet.OwnsBuffer());
-    EXPECT_EQ(packet.SizeOfData(), 8u);
-    EXPECT_EQ(packet.SizeOfBuffer(), 16u);
-    EXPECT_EQ(std::memcmp(adopted, eight, 8), 0);
-    EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
-
-    // Too large for the adopted buffer: the packet allocates its own and leaves the caller's.
-    const std::string twenty(20, 'z');
-    packet.PackData(20, twenty.data());
-    EXPECT_NE(packet.Buffer(), adopted);
-    EXPECT_TRUE(packet.OwnsBuffer());
-    EXPECT_EQ(packet.SizeOfBuffer(), 20u);
-    EXPECT_EQ(adopted[8], 0);
-
-    // Packing the packet's own data in place copies nothing and keeps it.
-    packet.PackData(4, packet.Buffer());
-    EXPECT_EQ(packet.SizeOfData(), 4u);
-    EXPECT_EQ(std::string(static_cast<const char*>(packet.Buffer()), 4), "zzzz");
-}
-
-TEST(CEventPacket, UnPackDataCopiesOnlyWhenThereIsRoomAndAlwaysClearsTheStatus)
-{
-    CEventPacket packet;
-    const char eight[] = "abcdefgh";
-    packet.PackData(8, eight);
-    char room[8] = {'-', '-', '-', '-', '-', '-', '-', '-'};
-    unsigned int size = 4;
-    auto output = Capture([&] { packet.UnPackData(size, room); });
-    EXPECT_EQ(output.err, "CEventPacket::UnPackData: Buffer not big enough\n");
-    EXPECT_EQ(size, 8u);
-    EXPECT_EQ(room[0], '-');
-    EXPECT_EQ(packet.Status(), KELSTATUS_SUCCESS);
-
-    size = 8;
-    packet.UnPackData(size, room);
-    EXPECT_EQ(std::memcmp(room, eight, 8), 0);
-
-    CEventPacket empty;
-    size = 8;
-    empty.UnPackData(size, room);
-    EXPECT_EQ(size, 0u);
-}
-
 TEST(CEventPacket, TypedFamilyRoundTripsAndFallsBackToTheDefault)
 {
     CEventPacket packet;
@@ -306,78 +207,6 @@ TEST(CEventPacket, TypedUnpackWithoutBufferGivesTheDefaultAndStatus0x0210)
     const std::vector<unsigned char> fallback = {9};
     EXPECT_EQ(packet.UnPackData_<std::vector<unsigned char>>(fallback), fallback);
     EXPECT_EQ(packet.Status(), 0x0210);
-}
-
-TEST(CEventPacket, CopyOwnsACopyOfTheWholeBufferAndStartsAtTheFirstKey)
-{
-    unsigned char adopted[16] = "0123456789abcde";
-    CEventPacket source(sizeof(adopted), adopted);
-    source.SetCommand(ECommandSet);
-    AddChain(source, 3, EParameterIDName);
-    source.PackData(5, "hello");
-    source.SetRequestWord(0x12345678);
-    source.SetSourceOfRequest(static_cast<ESourceOfRequest>(42));
-    source.NextObjectKey();
-    source.SetStatus(KELSTATUS_TABLET_TIMEOUT);
-
-    for (int form = 0; form < 2; ++form)
-    {
-        CEventPacket copy;
-        copy.PackData(3, "own");
-        if (form == 0)
-        {
-            copy = source;
-        }
-        CEventPacket constructed(source);
-        CEventPacket& c = form == 0 ? copy : constructed;
-        EXPECT_EQ(c.CurrentKey(), c.ObjectKey(0));
-        EXPECT_EQ(c.Command(), ECommandSet);
-        EXPECT_EQ(c.RequestWord(), 0x12345678u);
-        EXPECT_EQ(c.SourceOfRequest(), 42u);
-        EXPECT_EQ(c.Status(), KELSTATUS_TABLET_TIMEOUT);
-        EXPECT_EQ(c.LastObjectKey()->Identifier(), EParameterIDName);
-        EXPECT_EQ(c.ObjectKey(0)->mReference, Ref(3));
-        EXPECT_TRUE(c.OwnsBuffer());
-        EXPECT_NE(c.Buffer(), adopted);
-        EXPECT_EQ(c.SizeOfBuffer(), 16u);
-        EXPECT_EQ(c.SizeOfData(), 5u);
-        EXPECT_EQ(std::memcmp(c.Buffer(), adopted, 16), 0);
-    }
-    CEventPacket& self = source;
-    source = self;
-    EXPECT_EQ(source.CurrentKey(), source.ObjectKey(1)) << "self-assignment does nothing";
-}
-
-TEST(CEventPacket, PackEventAndClearEvent)
-{
-    OBJECT_KEY chain[3] = {OBJECT_KEY(EObjectIDTablet, Ref(1), EAddrModeByIndex),
-                           OBJECT_KEY(EParameterIDName, const_cast<char*>("n"), EAddrModeByString)};
-    CEventPacket packet;
-    packet.SetRequestWord(5);
-    packet.PackEvent(ECommandGet, chain, 2, "xy", static_cast<ESourceOfRequest>(3));
-    EXPECT_EQ(packet.Command(), ECommandGet);
-    EXPECT_EQ(packet.SourceOfRequest(), 3u);
-    EXPECT_EQ(packet.RequestWord(), 0u);
-    EXPECT_STREQ(packet.ObjectKey(1)->String(), "n");
-    EXPECT_EQ(packet.SizeOfData(), 2u);
-
-    void* buffer = packet.Buffer();
-    packet.ClearEvent();
-    EXPECT_EQ(packet.Command(), ECommandDoNothing);
-    EXPECT_EQ(packet.ObjectKey(0)->Identifier(), EObjectIDNothing);
-    EXPECT_EQ(packet.SizeOfData(), 0u);
-    EXPECT_EQ(packet.Buffer(), buffer);
-    EXPECT_EQ(packet.SizeOfBuffer(), 2u);
-
-    OBJECT_KEY bad[11];
-    bad[0].mAddressingMode = MAX_ADDRESSING_MODE;
-    auto output = Capture([&] { packet.PackEvent(ECommandSet, bad, 0, nullptr, {}); });
-    EXPECT_THAT(Assertions(output.out),
-                ElementsAre("IsObjectKeyValid(pObjectKey_I) == KELSTATUS_SUCCESS",
-                            "IsObjectKeyValid(pSource_I) == KELSTATUS_SUCCESS",
-                            // PackData before and after, and SetNewBuffer within it
-                            "IsValid() == KELSTATUS_SUCCESS", "IsValid() == KELSTATUS_SUCCESS",
-                            "IsValid() == KELSTATUS_SUCCESS"));
 }
 
 TEST(CEventPacket, TraceNamesCommandAndKeys)

@@ -59,19 +59,6 @@ TEST(CStringifyEnums, UnknownValueGrowsTheTableOnceAndGetsAMadeUpNameThatIsNotSt
               "_14EInputAreaType_77");
 }
 
-TEST(CStringifyEnums, DestroyThenGetBuildsAFreshTable)
-{
-    auto* first = &Fresh<ECommand>();
-    const size_t known = first->NumStrings();
-    first->GetString(static_cast<ECommand>(42), false);
-    EXPECT_EQ(CStringifyEnums<ECommand>::GetInstance(true), nullptr);
-    auto* second = CStringifyEnums<ECommand>::GetInstance(false);
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(second->NumStrings(), known);
-    EXPECT_EQ(second->GetString(ECommandUnsubscribe, false), "ECommandUnsubscribe");
-    EXPECT_EQ(CStringifyEnums<ECommand>::GetInstance(), second);
-}
-
 TEST(CStringifyEnums, DumpListsNamesInAscendingValueOrderWithUnknownsAsEmptyLines)
 {
     Fresh<EDisplayAreaType>();

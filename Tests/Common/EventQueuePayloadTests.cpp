@@ -35,45 +35,6 @@ SEventQueue ThreeEvents()
 }
 } // namespace
 
-TEST(EventQueuePayload, QueueTravelsBehindTheDataAndArrivesInTheSink)
-{
-    CEventPacket packet;
-    FillQueueRequest(packet);
-    const SEventQueue source = ThreeEvents();
-    std::vector<std::uint8_t> block;
-    {
-        StEventQueueSource publish(source);
-        block.resize(packet.GetSerializedSize(EventQueueSizeHandler));
-        ASSERT_EQ(block.size(), 148u + 2 * 16 + 4 + 12 + 18);
-        ASSERT_TRUE(
-            packet.SerializeToBuffer(block.data(), block.size(), EventQueueSerializeHandler));
-    }
-    const std::uint32_t special[] = {eFixupSpecial, 0, 30, 184};
-    for (unsigned i = 0; i < 4; ++i)
-    {
-        EXPECT_EQ(ReadU32(block, 148 + 16 + 4 * i), special[i]);
-    }
-    EXPECT_EQ(ReadU32(block, 188), 6u);
-    EXPECT_EQ(ReadU32(block, 192), 3u);
-
-    SEventQueue received;
-    CEventPacket decoded;
-    {
-        StEventQueueSink sink(received);
-        ASSERT_EQ(decoded.DeserializeFromBuffer(block.data(), block.size(), EventQueueCopyHandler),
-                  KELSTATUS_SUCCESS);
-    }
-    EXPECT_EQ(received.mEventSize, 6u);
-    EXPECT_EQ(std::string(received.mEvents.begin(), received.mEvents.end()), "event1event2event3");
-    EXPECT_EQ(decoded.UnPackData_<std::vector<unsigned char>>({}),
-              std::vector<unsigned char>({'m', 'i', 'n', 'e'}));
-
-    // Without a published queue the payload is an empty queue.
-    CEventPacket empty;
-    FillQueueRequest(empty);
-    EXPECT_EQ(empty.GetSerializedSize(EventQueueSizeHandler), 148u + 2 * 16 + 4 + 12);
-}
-
 TEST(EventQueuePayload, WriterRefusesWhenThePayloadDoesNotFit)
 {
     CEventPacket packet;

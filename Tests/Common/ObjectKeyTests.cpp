@@ -12,7 +12,6 @@
 using param_test::Assertions;
 using param_test::Capture;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -26,50 +25,6 @@ void* Ref(std::uintptr_t value)
     return reinterpret_cast<void*>(value);
 }
 } // namespace
-
-TEST(ObjectKey, StringKeyOwnsACopyThatGrowsOnlyWhenTooSmall)
-{
-    char caller[] = "abc";
-    OBJECT_KEY key(EParameterIDName, caller, EAddrModeByString);
-    EXPECT_EQ(key.mStringBufferSize, 4u);
-    EXPECT_EQ(key.mReference, key.mpStringBuffer);
-    EXPECT_NE(key.mReference, static_cast<void*>(caller));
-    caller[0] = 'X';
-    EXPECT_STREQ(key.String(), "abc");
-
-    key.Set(EParameterIDName, Text("ab"), EAddrModeByString);
-    EXPECT_EQ(key.mStringBufferSize, 4u) << "a large enough buffer keeps its capacity";
-    EXPECT_STREQ(static_cast<const char*>(key.mReference), "ab");
-
-    key.Set(EParameterIDName, Text("abcdef"), EAddrModeByString);
-    EXPECT_EQ(key.mStringBufferSize, 7u);
-    EXPECT_STREQ(key.String(), "abcdef");
-
-    // Setting a key from its own string keeps the text.
-    key.Set(EParameterIDName, key.mReference, EAddrModeByString);
-    EXPECT_STREQ(key.String(), "abcdef");
-    EXPECT_EQ(key.IsValid(), KELSTATUS_SUCCESS);
-}
-
-TEST(ObjectKey, NullStringOrOtherModeFreesTheBufferAndKeepsTheReference)
-{
-    OBJECT_KEY key(EParameterIDName, Text("abc"), EAddrModeByString);
-    key.Set(EParameterIDName, nullptr, EAddrModeByString);
-    EXPECT_EQ(key.mpStringBuffer, nullptr);
-    EXPECT_EQ(key.mStringBufferSize, 0u);
-    EXPECT_EQ(key.mReference, nullptr);
-    EXPECT_STREQ(key.String(), "") << "a string key without a buffer reads the empty string";
-
-    key.Set(EParameterIDName, Text("abc"), EAddrModeByString);
-    key.Set(EObjectIDTablet, Ref(7), EAddrModeByIndex);
-    EXPECT_EQ(key.mpStringBuffer, nullptr);
-    EXPECT_EQ(key.mReference, Ref(7));
-    EXPECT_EQ(key.Identifier(), EObjectIDTablet);
-
-    key.SetToAllSubordinate();
-    EXPECT_EQ(key.mAddressingMode, EAddrModeAllSubordinate);
-    EXPECT_EQ(key.mReference, Ref(7));
-}
 
 TEST(ObjectKey, CopiesAreDeepAndSelfAssignmentChangesNothing)
 {
@@ -142,35 +97,6 @@ TEST(ObjectKey, IsValidChecksInOrderAndNamesTheFirstFault)
                     static_cast<EAddressingMode>(MAX_ADDRESSING_MODE - 1));
     EXPECT_EQ(sentinel.IsValid(), KELSTATUS_SUCCESS);
     EXPECT_EQ(last.IsValid(), KELSTATUS_SUCCESS);
-}
-
-TEST(ObjectKey, ChainNeedsASentinelWithinItsFirstTenPlaces)
-{
-    OBJECT_KEY chain[11];
-    for (unsigned i = 0; i < 11; ++i)
-    {
-        chain[i].Set(EObjectIDTablet, Ref(i), EAddrModeByIndex);
-    }
-    chain[10].ResetObjectKey(); // a sentinel in the eleventh place is one too late
-    KELSTATUS status = KELSTATUS_SUCCESS;
-    auto output = Capture([&] { status = IsObjectKeyValid(chain); });
-    EXPECT_EQ(status, KELSTATUS_RESOURCE_BAD);
-    EXPECT_EQ(output.err, "IsObjectKeyValid: Sentinel value missing\n");
-
-    chain[9].ResetObjectKey(); // nine keys and a sentinel
-    EXPECT_EQ(IsObjectKeyValid(chain), KELSTATUS_SUCCESS);
-
-    // Keys after the sentinel are not looked at; a bad key before it is answered with its code.
-    chain[10].mIdentifier = MAX_KEY_ID;
-    EXPECT_EQ(IsObjectKeyValid(chain), KELSTATUS_SUCCESS);
-    chain[4].mAddressingMode = MAX_ADDRESSING_MODE;
-    output = Capture([&] { status = IsObjectKeyValid(chain); });
-    EXPECT_EQ(status, KELSTATUS_RESOURCE_BAD);
-    EXPECT_EQ(output.err, "OBJECT_KEY::IsValid: AddressingMode invalid\n");
-
-    output = Capture([&] { status = IsObjectKeyValid(nullptr); });
-    EXPECT_EQ(status, KELSTATUS_MEMORY_NULL_PTR);
-    EXPECT_EQ(output.err, "IsObjectKeyValid: Null key pointer\n");
 }
 
 TEST(ObjectKey, ResetChainClearsExactlyTheCountGiven)

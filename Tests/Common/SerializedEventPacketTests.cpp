@@ -17,7 +17,6 @@ using param_test::Capture;
 using param_test::ReadU16;
 using param_test::ReadU32;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 // The expected bytes below are written for the byte order of the machines this runs on.
 static_assert(std::endian::native == std::endian::little);
@@ -80,15 +79,6 @@ KELSTATUS Decode(CEventPacket& packet, std::vector<std::uint8_t>& bytes, bool ch
                    : packet.DeserializeFromBuffer(bytes.data(), nullptr);
 }
 
-bool RefusingQueueHandler(const void*, FixupEntry* entry, unsigned int, void* writePosition)
-{
-    if (writePosition == nullptr)
-    {
-        *entry = FixupEntry{eFixupSpecial, 0, 0, 0};
-        return true;
-    }
-    return false;
-}
 } // namespace
 
 TEST(SerializedEventPacket, TwoIndexKeysWithoutBufferMake148BytesAndNoFixups)
@@ -257,66 +247,6 @@ TEST(SerializedEventPacket, EveryBlockTooSmallStopsWithTheTextOfItsStep)
     EXPECT_EQ(CEventPacket::SerializedBufferSize(larger.data()), 300u);
 }
 
-TEST(SerializedEventPacket, QueueRequestCallsItsHandlerOrGoesWithoutPayload)
-{
-    CEventPacket packet;
-    packet.AddKeyInt(EObjectIDTablet, 0, EAddrModeByIndex);
-    packet.AddKeyInt(EParameterIDQueue, 0, EAddrModeByIndex);
-    packet.SetCommand(ECommandGet);
-    packet.PackData(4, "data");
-
-    std::vector<std::uint8_t> block(400);
-    bool written = true;
-    auto output = Capture(
-        [&] { written = packet.SerializeToBuffer(block.data(), 400, RefusingQueueHandler); });
-    EXPECT_FALSE(written);
-    EXPECT_EQ(output.out, "");
-    EXPECT_EQ(output.err, "");
-
-    unsigned int size = 0;
-    output = Capture(
-        [&]
-        {
-            size = packet.GetSerializedSize(nullptr);
-            written = packet.SerializeToBuffer(block.data(), size, nullptr);
-        });
-    EXPECT_EQ(size, 148u + 16 + 4);
-    EXPECT_TRUE(written);
-    EXPECT_THAT(Assertions(output.out),
-                ElementsAre("queueEventSizeHandler_I", "queueEventHandler_I"));
-    EXPECT_EQ(ReadU32(block, 140), 1u);
-
-    // Not the last key, or not a Get: no payload and no handler asked.
-    packet.AddKeyInt(EParameterIDName, 0, EAddrModeByIndex);
-    output = Capture(
-        [&] { written = packet.SerializeToBuffer(block.data(), 400, RefusingQueueHandler); });
-    EXPECT_TRUE(written);
-    packet.RemoveKey();
-    packet.SetCommand(ECommandSet);
-    output = Capture(
-        [&] { written = packet.SerializeToBuffer(block.data(), 400, RefusingQueueHandler); });
-    EXPECT_TRUE(written);
-    EXPECT_EQ(output.out, "");
-}
-
-TEST(SerializedEventPacket, StringFixupIsFoundBeyondTheFixupCount)
-{
-    // No fixups counted, but the string's entry stands where the first would be: the search
-    // for a key's string is not bounded by the count, and both entry points keep that.
-    BlockWriter w(false);
-    w.U32(0x4B54534D).U32(1).U32(0).U16(0).U32(ECommandGet);
-    w.Key(EAddrModeByString, EParameterIDName, 0).Zeros(10 * 10);
-    w.U32(0).U32(0).U32(0).U32(0).U32(0);
-    w.Fixup(eFixupString, 0, 3, 164).Bytes(std::string("hi\0", 3));
-    for (bool checked : {false, true})
-    {
-        auto bytes = w.Block();
-        CEventPacket packet;
-        EXPECT_EQ(Decode(packet, bytes, checked), KELSTATUS_SUCCESS);
-        EXPECT_STREQ(packet.ObjectKey(0)->String(), "hi");
-    }
-}
-
 TEST(SerializedEventPacket, TenKeysThrowFromTheTrustedEntryAndAreRefusedByTheCheckedOne)
 {
     // Nine keys are the most a packet takes.
@@ -416,28 +346,4 @@ TEST(SerializedEventPacket, CheckedEntryRefusesEveryTruncationAndEveryPartOutsid
               "CEventPacket::DeserializeFromBuffer: malformed block\n");
     unterminated[183] = 0;
     EXPECT_EQ(packet.DeserializeFromBuffer(unterminated.data(), 184), KELSTATUS_SUCCESS);
-}
-
-TEST(SerializedEventPacket, SpecialAreaIsBoundedOnlyWhenSomeoneReadsIt)
-{
-    BlockWriter w(false);
-    w.U32(0x4B54534D).U32(1).U32(0).U16(0).U32(ECommandGet);
-    w.Key(EAddrModeByIndex, EParameterIDQueue, 0).Zeros(100);
-    w.U32(0).U32(0).U32(0).U32(1).U32(0);
-    w.Fixup(eFixupSpecial, 0, 1000, 164);
-    auto bytes = w.Block();
-
-    CEventPacket packet;
-    KELSTATUS status = KELSTATUS_FAILURE;
-    auto output =
-        Capture([&] { status = packet.DeserializeFromBuffer(bytes.data(), bytes.size()); });
-    EXPECT_EQ(status, KELSTATUS_SUCCESS);
-    EXPECT_THAT(Assertions(output.out), ElementsAre("queueEventCopyHandler_I"));
-
-    static int calls = 0;
-    auto handler = +[](const void*, FixupEntry*, void*) { return ++calls > 0; };
-    output = Capture(
-        [&] { status = packet.DeserializeFromBuffer(bytes.data(), bytes.size(), handler); });
-    EXPECT_EQ(status, KELSTATUS_FAILURE);
-    EXPECT_EQ(calls, 0);
 }

@@ -159,63 +159,6 @@ TEST(StringUtilitiesUTF8, DecodingRoundTripsTheBasicPlane)
     EXPECT_EQ(pos, 4u);
 }
 
-TEST(StringUtilitiesUTF8, MalformedSequencesClearOkAndMoveOn)
-{
-    struct Case
-    {
-        const char* text;
-        bool ok;
-    };
-    const Case cases[] = {
-        {"\x80", false},             // continuation byte in lead position
-        {"\xC0\xAF", false},         // rejected lead bytes
-        {"\xC1\xBF", false},         //
-        {"\xF5\x80\x80\x80", false}, // lead byte above F4
-        {"\xFF", false},             //
-        {"\xE2\x82", false},         // missing continuation
-        {"\xF0\x9F\x98", false},     //
-        {"\xE2\x41\x41", false},     // malformed continuation
-        {"\xC3\xC3", false},         //
-        {"\xE0\x80\x80", true},      // over-long three-byte form is accepted
-        {"\xED\xA0\x80", true},      // so is a surrogate
-        {"\xF4\x8F\xBF\xBF", true},  // the last code point
-    };
-    for (const Case& c : cases)
-    {
-        std::string text = c.text;
-        std::size_t pos = 0;
-        bool ok = !c.ok;
-        DecodeUTF8ToUnicodePoint(text, pos, &ok);
-        EXPECT_EQ(ok, c.ok) << Hex(text);
-        EXPECT_GT(pos, 0u) << Hex(text);
-        EXPECT_LE(pos, text.size()) << Hex(text);
-        EXPECT_EQ(IsValidUTF8(text), c.ok) << Hex(text);
-    }
-
-    // At the end of the text: 0, and ok only for the empty text at position 0.
-    std::size_t pos = 0;
-    bool ok = false;
-    EXPECT_EQ(DecodeUTF8ToUnicodePoint("", pos, &ok), 0);
-    EXPECT_TRUE(ok);
-    pos = 2;
-    EXPECT_EQ(DecodeUTF8ToUnicodePoint("ab", pos, &ok), 0);
-    EXPECT_FALSE(ok);
-    EXPECT_EQ(pos, 2u);
-    pos = 9;
-    EXPECT_EQ(DecodeUTF8ToUnicodePoint("ab", pos, nullptr), 0);
-}
-
-TEST(StringUtilitiesUTF8, ValidityOfWholeTexts)
-{
-    EXPECT_TRUE(IsValidUTF8(""));
-    EXPECT_TRUE(IsValidUTF8("plain"));
-    EXPECT_TRUE(IsValidUTF8("caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"));
-    EXPECT_FALSE(IsValidUTF8("caf\xC3\xA9\x80"));
-    EXPECT_FALSE(IsValidUTF8("caf\xE9"));
-    // The deliberate encoding above 0xFFFF is itself not valid: its last byte stands alone.
-    EXPECT_FALSE(IsValidUTF8(EncodeUnicodePointToUTF8(0x1F600)));
-}
-
 TEST(StringUtilitiesDeviceIDs, RemoteAndWirelessTextForms)
 {
     EXPECT_EQ(StringFromRemoteID(0x12ABCDEF), "R#12-ABCDEF");

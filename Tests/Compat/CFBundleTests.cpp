@@ -102,44 +102,4 @@ TEST_F(CFBundleTests, InfoDictionaryIsReadFromTheBundlesPlist)
     CFRelease(bundle);
 }
 
-TEST_F(CFBundleTests, BinaryPlistsAreReadToo)
-{
-    plist_t root = plist_new_dict();
-    plist_dict_set_item(root, "CFBundleIdentifier", plist_new_string("com.kelto.Binary"));
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bytes, &length);
-    plist_free(root);
-    const std::string binary(bytes, length);
-    std::free(bytes);
-    ASSERT_EQ(binary.compare(0, 6, "bplist"), 0);
-
-    CFBundleRef bundle = CFBundlePrivate::CreateForExecutable(MakeBundle(binary));
-    ASSERT_NE(CFBundleGetIdentifier(bundle), nullptr);
-    EXPECT_TRUE(CFEqual(CFBundleGetIdentifier(bundle), CFSTR("com.kelto.Binary")));
-    CFRelease(bundle);
-}
-
-TEST_F(CFBundleTests, NoBundleOrABadPlistGivesAnEmptyDictionary)
-{
-    const std::string outside = (mRoot / "bin" / "TabletDriver").string();
-    const std::string broken = MakeBundle("<plist><dict><key>x</key>");
-    const std::string notADictionary = MakeBundle("<plist><array/></plist>");
-    for (const std::string& path : {outside, broken, notADictionary})
-    {
-        CFBundleRef bundle = CFBundlePrivate::CreateForExecutable(path);
-        ASSERT_NE(bundle, nullptr) << path;
-        EXPECT_EQ(CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("x")), nullptr) << path;
-        EXPECT_EQ(CFBundleGetIdentifier(bundle), nullptr) << path;
-        CFRelease(bundle);
-    }
-}
-
-TEST_F(CFBundleTests, TheTestProgramIsNotInABundle)
-{
-    CFBundleRef main = CFBundleGetMainBundle();
-    ASSERT_NE(main, nullptr);
-    EXPECT_EQ(CFBundleGetMainBundle(), main);
-    EXPECT_EQ(CFBundleGetIdentifier(main), nullptr);
-}
 } // namespace

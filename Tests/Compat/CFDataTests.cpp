@@ -68,15 +68,4 @@ TEST(CFDataTests, MutableDataGrowsWithZeros)
     }
 }
 
-TEST(CFDataDeathTests, MisuseAbortsAsOnMacOS)
-{
-    CFDataRef immutable = CFDataCreate(nullptr, reinterpret_cast<const UInt8*>("a"), 1);
-    EXPECT_DEATH(CFDataSetLength(const_cast<CFMutableDataRef>(immutable), 4), "immutable");
-    CFMutableDataRef bounded = CFDataCreateMutable(nullptr, 4);
-    EXPECT_DEATH(CFDataSetLength(bounded, 5), "capacity");
-    EXPECT_DEATH(CFRelease(nullptr), "CFRelease");
-    EXPECT_DEATH(CFDataGetLength(reinterpret_cast<CFDataRef>(CFSTR("text"))), "not a CFData");
-    CFRelease(bounded);
-    CFRelease(immutable);
-}
 } // namespace

@@ -102,60 +102,6 @@ protected:
     CScopedPortDirectory mDirectory;
 };
 
-TEST_F(CFMessagePortTests, RequestsGetRepliesWithDataEmptyOrNone)
-{
-    CServedPort server(CFSTR("com.kelto.Test"),
-                       [](SInt32 msgid, CFDataRef data) -> CFDataRef
-                       {
-                           switch (msgid)
-                           {
-                           case 'NULL':
-                               return nullptr;
-                           case 'EMPT':
-                               return CFDataCreate(nullptr, nullptr, 0);
-                           default:
-                               return CFDataCreateCopy(nullptr, data);
-                           }
-                       });
-    ASSERT_NE(server.mPort, nullptr);
-
-    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
-    ASSERT_NE(remote, nullptr);
-    EXPECT_TRUE(CFMessagePortIsValid(remote));
-    // One remote port per name in a process.
-    CFMessagePortRef again = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Test"));
-    EXPECT_EQ(again, remote);
-    CFRelease(again);
-
-    std::string reply;
-    EXPECT_EQ(Send(remote, 'ECHO', "hello", reply), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, "hello");
-    EXPECT_EQ(Send(remote, 'NULL', "x", reply), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, "<null>");
-    EXPECT_EQ(Send(remote, 'EMPT', "x", reply), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, ""); // data of length 0, not NULL
-    // No data at all reaches the call-back as empty data.
-    CFDataRef returned = nullptr;
-    EXPECT_EQ(CFMessagePortSendRequest(remote, 'ECHO', nullptr, 1, 1, kReplyMode, &returned),
-              kCFMessagePortSuccess);
-    ASSERT_NE(returned, nullptr);
-    EXPECT_EQ(CFDataGetLength(returned), 0);
-    CFRelease(returned);
-
-    // One way: nothing is awaited; the request is served when the loop runs.
-    const int before = server.mRequests;
-    EXPECT_EQ(Send(remote, 'ECHO', "ignored", reply, 1.0, nullptr), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, "<null>");
-    EXPECT_TRUE(RunUntil([&] { return server.mRequests == before + 1; }));
-    // The discarded reply of the one-way request does not reach the next request.
-    EXPECT_EQ(Send(remote, 'ECHO', "next", reply), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, "next");
-
-    // A local port cannot be sent to.
-    EXPECT_EQ(Send(server.mPort, 'ECHO', "x", reply), kCFMessagePortIsInvalid);
-    CFRelease(remote);
-}
-
 TEST_F(CFMessagePortTests, NamesAreTakenOnceAndGivenBackOnInvalidation)
 {
 

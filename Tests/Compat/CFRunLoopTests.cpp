@@ -116,59 +116,6 @@ TEST(CFRunLoopTests, StopAndWakeUpWorkFromAnotherThread)
     CFRunLoopRemoveSource(rl, source.mSource, kCFRunLoopDefaultMode);
 }
 
-TEST(CFRunLoopTests, SourcesRunOnlyInTheirModes)
-{
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    CFStringRef privateMode = CFSTR("TestPrivateMode");
-    SPerformSource named;
-    SPerformSource common;
-    CFRunLoopAddSource(rl, named.mSource, privateMode);
-    CFRunLoopAddSource(rl, common.mSource, kCFRunLoopCommonModes);
-
-    named.Signal();
-    common.Signal();
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    EXPECT_EQ(named.mCount, 0);
-    EXPECT_EQ(common.mCount, 1);
-    CFRunLoopRunInMode(privateMode, 0.02, false);
-    EXPECT_EQ(named.mCount, 1);
-
-    // Removing from the common modes leaves a mode the source was added to by name.
-    CFRunLoopAddSource(rl, common.mSource, privateMode);
-    CFRunLoopRemoveSource(rl, common.mSource, kCFRunLoopCommonModes);
-    common.Signal();
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    EXPECT_EQ(common.mCount, 1);
-    CFRunLoopRunInMode(privateMode, 0.02, false);
-    EXPECT_EQ(common.mCount, 2);
-
-    CFRunLoopRemoveSource(rl, common.mSource, privateMode);
-    CFRunLoopRemoveSource(rl, named.mSource, privateMode);
-}
-
-TEST(CFRunLoopTests, CallBacksMayRunTheLoopAgainInAnotherMode)
-{
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    CFStringRef innerMode = CFSTR("TestInnerMode");
-    SPerformSource inner;
-    std::vector<std::string> seen;
-    inner.mAction = [&] { seen.push_back("inner"); };
-    SPerformSource outer(
-        [&]
-        {
-            inner.Signal();
-            EXPECT_EQ(CFRunLoopRunInMode(innerMode, 5.0, true), kCFRunLoopRunHandledSource);
-            seen.push_back("outer");
-        });
-    CFRunLoopAddSource(rl, inner.mSource, innerMode);
-    CFRunLoopAddSource(rl, outer.mSource, kCFRunLoopDefaultMode);
-    outer.Signal();
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
-    EXPECT_EQ(seen, (std::vector<std::string>{"inner", "outer"}));
-    CFRunLoopRemoveSource(rl, inner.mSource, innerMode);
-    CFRunLoopRemoveSource(rl, outer.mSource, kCFRunLoopDefaultMode);
-}
-
 TEST(CFRunLoopTests, InvalidationTakesASourceOutEverywhereAndReleasesItsInfo)
 {
     static int released = 0;
@@ -233,39 +180,6 @@ TEST(CFRunLoopTests, FileDescriptorCallBacksAreOneShot)
     close(fds[1]);
 }
 
-TEST(CFRunLoopTests, SignalsBecomeRunLoopWork)
-{
-    struct SSeen
-    {
-        std::vector<int> signals;
-    } seen;
-    const int signals[] = {SIGUSR1, SIGUSR2};
-    CFRunLoopSourceRef source = KelSignalRunLoopSourceCreate(
-        signals, 2,
-        [](int signalNumber, void* info)
-        { static_cast<SSeen*>(info)->signals.push_back(signalNumber); },
-        &seen);
-    ASSERT_NE(source, nullptr);
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    CFRunLoopAddSource(rl, source, kCFRunLoopCommonModes);
-
-    raise(SIGUSR1); // handled by writing a byte only: nothing runs inside the handler
-    EXPECT_TRUE(seen.signals.empty());
-    raise(SIGUSR2);
-    const auto deadline = Clock::now() + std::chrono::seconds(5);
-    while (seen.signals.size() < 2 && Clock::now() < deadline)
-    {
-        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.1, true);
-    }
-    EXPECT_EQ(seen.signals, (std::vector<int>{SIGUSR1, SIGUSR2}));
-
-    CFRunLoopSourceInvalidate(source);
-    CFRelease(source);
-    struct sigaction action = {};
-    sigaction(SIGUSR1, nullptr, &action);
-    EXPECT_EQ(action.sa_handler, SIG_DFL);
-}
-
 TEST(CFRunLoopTests, RunUntilServesTheModeAndLeavesAStopForTheOuterRun)
 {
     CFRunLoopRef rl = CFRunLoopGetCurrent();
@@ -286,22 +200,6 @@ TEST(CFRunLoopTests, RunUntilServesTheModeAndLeavesAStopForTheOuterRun)
                                [] { return false; });
     EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100));
     CFRunLoopRemoveSource(rl, served.mSource, replyMode);
-}
-
-TEST(CFRunLoopTests, SourcesRunInOrder)
-{
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    std::vector<int> order;
-    SPerformSource late([&] { order.push_back(2); }, 2);
-    SPerformSource early([&] { order.push_back(1); }, 1);
-    CFRunLoopAddSource(rl, late.mSource, kCFRunLoopDefaultMode);
-    CFRunLoopAddSource(rl, early.mSource, kCFRunLoopDefaultMode);
-    late.Signal();
-    early.Signal();
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.02, false);
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-    CFRunLoopRemoveSource(rl, late.mSource, kCFRunLoopDefaultMode);
-    CFRunLoopRemoveSource(rl, early.mSource, kCFRunLoopDefaultMode);
 }
 
 TEST(CFRunLoopTests, ASignalIsPerformedOnceWhateverHappensToOtherSignalledSources)

@@ -52,23 +52,4 @@ TEST(CFStringTests, LengthCountsUTF16UnitsRoundTripsUTF8AndRefusesInvalidText)
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(4, kCFStringEncodingASCII), 4);
 }
 
-TEST(CFStringTests, ConstantStringsAreSharedAndImmortal)
-{
-    CFStringRef first = CFSTR("CMacMessagingClientMode");
-    CFStringRef second = CFSTR("CMacMessagingClientMode");
-    EXPECT_EQ(first, second);
-    CFRelease(first); // releasing a constant does nothing
-    CFRelease(first);
-    EXPECT_EQ(CFStringGetLength(second), 23);
-    CFStringRef copy = CFStringCreateCopy(nullptr, first);
-    EXPECT_TRUE(CFEqual(copy, first));
-    CFRelease(copy);
-
-    EXPECT_FALSE(CFEqual(CFSTR("Core"), CFSTR("core")));
-    // Different types are never equal.
-    const SInt32 one = 1;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &one);
-    EXPECT_FALSE(CFEqual(CFSTR("1"), number));
-    CFRelease(number);
-}
 } // namespace

@@ -120,18 +120,3 @@ bool PortServed(const std::string& portName_I)
     CFRelease(port);
     return true;
 }
-
-bool RunsAs(pid_t pid_I, const std::string& name_I)
-{
-    for (int i = 0; i < 200; ++i)
-    {
-        std::string comm;
-        std::getline(std::ifstream("/proc/" + std::to_string(pid_I) + "/comm"), comm);
-        if (comm == name_I.substr(0, 15))
-        {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
-}

@@ -58,7 +58,3 @@ private:
 // Whether a process of this user serves the port of that name in this process's port
 // directory.
 bool PortServed(const std::string& portName_I);
-
-// Whether the kernel shows `pid` under `name` (cut to the kernel's 15 bytes) within two
-// seconds: a spawned program has been exec'd once it does.
-bool RunsAs(pid_t pid_I, const std::string& name_I);

@@ -6,42 +6,6 @@
 
 using namespace route_test;
 
-TEST(CRouteTableRegistry, SystemIDsCountUpAreKeptAndWrapAfterARecordWithoutID)
-{
-    CRouteTable table;
-    EXPECT_EQ(table.LastSystemID(), 0xFFFFFFFFu);
-    std::vector<unsigned> ids;
-    Output output = Capture(
-        [&]
-        {
-            for (auto [driver, index] : {std::pair{0, 0}, {1, 0}, {0, 0}, {0, 1}})
-            {
-                ids.push_back(table.AddNewTablet(driver, index));
-            }
-            ids.push_back(table.AddTablet(1, 0, 7)); // known: keeps 1 although 7 is asked
-        });
-    EXPECT_EQ(ids, (std::vector<unsigned>{0, 1, 0, 2, 1}));
-    EXPECT_TRUE(Contains(output.err, "************   Adding Tablet:  driverID:0 tabletIdx:0 "
-                                     "systemId:2  TabletSystemId:0\n"));
-    EXPECT_TRUE(Contains(output.err, "************   Adding Tablet:  driverID:1 tabletIdx:0 "
-                                     "systemId:1  TabletSystemId:-1\n"));
-    EXPECT_EQ(table.TabletCount(), 3u);
-    EXPECT_EQ(table.FindTablet(0, 1), 2u);
-    EXPECT_EQ(table.FindTablet(1, 1), 0xFFFFFFFFu);
-
-    // A record without ID is found but not reused: a second record is appended, and the
-    // proposal after 0xFFFFFFFF wraps to 0, an ID that tablet (0, 0) already owns.
-    Capture(
-        [&]
-        {
-            table.AddTablet(2, 0, 0xFFFFFFFF);
-            EXPECT_EQ(table.AddNewTablet(2, 0), 0u);
-        });
-    EXPECT_EQ(table.Tablets().back(), (STabletRec{2, 0, 0, 0}));
-    EXPECT_EQ(table.FindTablet(2, 0), 0xFFFFFFFFu); // the first of the two records
-    EXPECT_EQ(table.GetDriverIDForTabletSystemID(0), 0);
-}
-
 TEST(CRouteTableRegistry, SetDriverReportsReplacingALiveDriverButStillReplacesIt)
 {
     CRouteTable table;

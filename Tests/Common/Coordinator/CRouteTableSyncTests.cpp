@@ -112,29 +112,6 @@ TEST(CRouteTableSync, IDsInTheDriversBlockSurviveANewCoordinator)
     EXPECT_EQ(zero.mTabletIDs[1], 3);
 }
 
-TEST(CRouteTableSync, ADriverAnswering0xFFFFOrFailingEndsOnlyItsOwnList)
-{
-    CRouteTable table;
-    ScriptedDriver empty, last;
-    empty.mTabletIDs = {0xFFFF, 4}; // 0xFFFF at index 0: no tablets at all
-    auto failing = PortAnswering(KELSTATUS_FAILURE);
-    last.mTabletIDs = {0, 1};
-    last.mHasCapabilities = false;
-    table.SetDriver(0, empty.mPort);
-    table.SetDriver(1, failing);
-    table.SetDriver(2, last.mPort);
-    Output output = Capture([&] { EXPECT_EQ(table.Sync(), KELSTATUS_SUCCESS); });
-    EXPECT_EQ(table.Tablets(), (std::vector<STabletRec>{{2, 0, 0, 0}, {2, 1, 1, 0}}));
-    // Missing capabilities are logged and leave the tablet out of the map.
-    EXPECT_TRUE(Contains(output.err, "Failed to get Dev Caps\n"));
-    EXPECT_FALSE(Contains(output.err, "Received Dev Caps\n"));
-    EXPECT_TRUE(table.TouchCapabilities().empty());
-    // The failing driver was asked for tablet 0 only, and still sent the block.
-    ASSERT_EQ(failing->mSent.size(), 2u);
-    EXPECT_EQ(failing->mSent[1].KeyIDs(), kBlock);
-    EXPECT_EQ(empty.mTabletBlock, last.mTabletBlock);
-}
-
 TEST(CRouteTableSync, BadTabletBlocksAddNothingAndTheSyncCarriesOn)
 {
     const auto good = CTabletBlock::Build({{1, 0, 7, 0}});

@@ -35,35 +35,6 @@ std::string FailingReadMessage(const std::vector<uint8_t>& archive)
 }
 } // namespace
 
-TEST(ASN1Coding, IdentifierOctetsFollowTheConstructedBitRule)
-{
-    using namespace ASN1Coding;
-    // The settings types are checked byte by byte with their nodes below; these are the
-    // edges of the table of primitive universal types.
-    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeExternal}), 0x28);
-    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeReal}), 0x09);
-    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeSequence}), 0x30);
-    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeGeneralizedTime}), 0x18);
-    EXPECT_EQ(MakeIdentifier({eClassUniversal, eTypeBMPString}), 0x3E);
-    EXPECT_EQ(MakeIdentifier({eClassPrivate, eTypeBoolean}), 0xE1);
-
-    uint8_t octet = 0xAA;
-    SOutput output = Capture([&] { octet = MakeIdentifier({eClassUniversal, EDataType(31)}); });
-    EXPECT_EQ(octet, 0);
-    EXPECT_NE(output.out.find("Common/ASN1Coding:"), std::string::npos);
-    EXPECT_NE(output.out.find(": failed assertion: eType <= eTypeMAX_VALUE\n"), std::string::npos);
-
-    // Reading ignores the constructed bit.
-    std::vector<uint8_t> archive = Hex("2C E3");
-    size_t pos = 0;
-    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, false), kStringID);
-    EXPECT_EQ(pos, 0u);
-    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, true), kStringID);
-    EXPECT_EQ(DecodeIdentifierFromArchive(archive, pos, true),
-              (Identifier{eClassPrivate, EDataType(3)}));
-    EXPECT_EQ(pos, 2u);
-}
-
 TEST(ASN1Coding, LengthOctets)
 {
     using namespace ASN1Coding;
@@ -135,27 +106,6 @@ TEST(ASN1Coding, ScalarNodesAreByteExact)
               Hex("04 83 01 11 70"));
     EXPECT_EQ(CSettingsObject::ReadFromASN1Binary(WithHeader(hugeBytes))->GetStringValue().size(),
               93334u);
-}
-
-TEST(ASN1Coding, ArchiveOfAMapWithSortedKeysAndNesting)
-{
-    auto map = CSettingsMap::New();
-    map->SetKeyAndBool("b", true);
-    map->SetKeyAndInteger("a", 5);
-    EXPECT_EQ(map->GetASN1Binary(),
-              Hex("02 04 4B 65 6C 6D 60 80 0C 01 61 02 01 05 0C 01 62 01 01 FF 00 00"));
-
-    auto array = CSettingsArray::New();
-    array->AddObject(map);
-    array->AddObject(CSettingsKEString::New("k"));
-    array->AddObject(CSettingsArray::New());
-    EXPECT_EQ(NodeOf(array), Hex("62 80 60 80 0C 01 61 02 01 05 0C 01 62 01 01 FF 00 00 "
-                                 "63 01 6B 62 80 00 00 00 00"));
-    auto back = CSettingsObject::ReadFromASN1Binary(array->GetASN1Binary());
-    ASSERT_TRUE(back);
-    EXPECT_TRUE(back->IsEqualTo(array));
-    EXPECT_EQ(back->GetTraceString(),
-              "array[0:map[a:integer[5], b:bool[true]], 1:kestring[k], 2:arra]]");
 }
 
 TEST(ASN1Coding, HeaderProblemsAreSilent)
@@ -238,61 +188,6 @@ TEST(ASN1Coding, ClaimedLengthsBeyondTheArchiveThrow)
     }
 }
 
-TEST(ASN1Coding, InconsistentLengthsAssertAndReadOn)
-{
-    struct Case
-    {
-        const char* node;
-        const char* trace;
-        const char* where;
-        const char* assertion;
-    };
-    const Case cases[] = {
-        // The bool reads one content octet (07), so the array's 00 00 follows.
-        {"62 80 01 02 07 00 00", "array[0:bool[true]]", "Common/ASN1Coding:", "length == 1"},
-        // Nine octets: the low 64 bits are kept.
-        {"02 09 01 00 00 00 00 00 00 00 2A", "integer[42]",
-         "Common/ASN1Coding:", "byteLength_I <= 8"},
-        {"41 04 3F F0 00 00 00 00 00 00", "double[1.000000]",
-         "Common/ASN1Coding:", "length == sizeof(double)"},
-        // The map's three octets are then read as what follows it.
-        {"62 80 60 03 0C 01 78 00 00", "array[0:ma], 1:string[x]]", "Common/Settings/CSettingsMap:",
-         "(length == ASN1Coding::IndefiniteLength) || (length == 0)"},
-        {"62 01 99", "arra]", "Common/Settings/CSettingsArray:",
-         "(length == ASN1Coding::IndefiniteLength) || (length == 0)"},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.node);
-        std::shared_ptr<CSettingsObject> root;
-        SOutput output =
-            Capture([&] { root = CSettingsObject::ReadFromASN1Binary(WithHeader(Hex(c.node))); });
-        ASSERT_TRUE(root) << output.err;
-        EXPECT_EQ(root->GetTraceString(), c.trace);
-        EXPECT_NE(output.out.find(c.where), std::string::npos);
-        EXPECT_NE(output.out.find(std::string("failed assertion: ") + c.assertion + "\n"),
-                  std::string::npos);
-    }
-
-    std::vector<uint8_t> nullNode = Hex("05 01");
-    size_t pos = 0;
-    SOutput output = Capture([&] { EXPECT_TRUE(CSettingsNULL::ReadFromASN1Node(nullNode, pos)); });
-    EXPECT_NE(output.out.find("failed assertion: !length\n"), std::string::npos);
-
-    // 60 00 is an empty map: no assertion, nothing after the length consumed.
-    std::vector<uint8_t> archive = Hex("60 00 FF");
-    pos = 0;
-    output = Capture(
-        [&]
-        {
-            auto map = CSettingsMap::ReadFromASN1Node(archive, pos);
-            ASSERT_TRUE(map);
-            EXPECT_EQ(map->ObjectCount(), 0u);
-        });
-    EXPECT_EQ(output.out, "");
-    EXPECT_EQ(pos, 2u);
-}
-
 TEST(ASN1Coding, ContainersOwnExactlyTheirEntriesWhateverCameBefore)
 {
     // Keys come out sorted, a repeated key keeps its last value, and stray octets between
@@ -325,26 +220,6 @@ TEST(ASN1Coding, ContainersOwnExactlyTheirEntriesWhateverCameBefore)
         auto back = CSettingsObject::ReadFromASN1Binary(archive);
         ASSERT_TRUE(back && back->IsEqualTo(outer)) << "after a read cut at " << cut;
     }
-}
-
-TEST(ASN1Coding, EndOfContentsNeedsTwoZeroOctets)
-{
-    std::vector<uint8_t> archive = Hex("00 00 05 00 01");
-    size_t pos = 0;
-    EXPECT_TRUE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
-    EXPECT_EQ(pos, 2u);
-    EXPECT_FALSE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
-    EXPECT_EQ(pos, 2u);
-    pos = 3;
-    EXPECT_FALSE(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos));
-    EXPECT_EQ(pos, 3u);
-    pos = 5;
-    EXPECT_THROW(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(archive, pos),
-                 std::out_of_range);
-    std::vector<uint8_t> lone = Hex("00");
-    pos = 0;
-    EXPECT_THROW(ASN1Coding::DecodeEndOfContentsIdentifierFromArchive(lone, pos),
-                 std::out_of_range);
 }
 
 TEST(ASN1Coding, NestingIsBoundedAndDeepArchivesFailCleanly)

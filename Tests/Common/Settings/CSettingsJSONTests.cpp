@@ -50,37 +50,6 @@ private:
 };
 } // namespace
 
-TEST(CSettingsJSON, WriterLayout)
-{
-    auto list = CSettingsArray::New();
-    list->AddBool(true);
-    auto map = CSettingsMap::New();
-    map->SetKeyAndInteger("a", 1);
-    map->SetKeyAndObject("b", list);
-    EXPECT_EQ(map->GetJSONString(), "{\n\t\"a\": 1,\n\t\"b\": [\n\t\ttrue\n\t]\n}");
-    EXPECT_EQ(map->CreateJSONNode(-1), "{\n\"a\": 1,\n\"b\": [\ntrue\n]\n}");
-
-    auto scalars = CSettingsArray::New();
-    scalars->AddDouble(2.5);
-    scalars->AddDouble(3);
-    scalars->AddObject(nullptr);
-    scalars->AddObject(CSettingsKEString::New("ke"));
-    scalars->AddString("say \"hi\"\\");
-    scalars->AddObject(CSettingsBytes::New({0, 1, 2}));
-    EXPECT_EQ(scalars->GetJSONString(), "[\n\t2.500000,\n\t3.000000,\n\tnull,\n\t\"ke\",\n"
-                                        "\t\"say \"hi\"\\\",\n\t{\"SbyteS\":\"AAEC\"}\n]");
-
-    // The cut of the last two characters takes the opening bracket of an empty container.
-    EXPECT_EQ(CSettingsMap::New()->GetJSONString(), "\n}");
-    EXPECT_EQ(CSettingsArray::New()->GetJSONString(), "\n]");
-    auto holder = CSettingsMap::New();
-    holder->SetKeyAndObject("e", CSettingsArray::New());
-    EXPECT_EQ(holder->GetJSONString(), "{\n\t\"e\": \n\t]\n}");
-
-    EXPECT_EQ(CSettingsInteger::New(1)->GetJSONString(), "");
-    EXPECT_EQ(CSettingsInteger::New(-7)->CreateJSONNode(3), "-7");
-}
-
 TEST(CSettingsJSON, ScalarsOfEveryKind)
 {
     auto array = CSettingsArray::CastToArray(
@@ -116,37 +85,6 @@ TEST(CSettingsJSON, StringEscapes)
     EXPECT_EQ(Trace(R"(["\u00)"), "(null)");
     EXPECT_EQ(Trace(R"(["abc)"), "(null)");
     EXPECT_EQ(Trace("[\"abc\\"), "(null)");
-}
-
-TEST(CSettingsJSON, CommentsAndStrayCharacters)
-{
-    EXPECT_EQ(Trace("// a note\n{\"a\": 1}"), "map[a:integer[1]]");
-    EXPECT_EQ(Trace("{ // first\n\"a\" // key\n : // colon\n 1 // value\n , // comma\n}"),
-              "map[a:integer[1]]");
-    EXPECT_EQ(Trace("[1, // last\n]"), "array[0:integer[1]]");
-
-    SOutput output;
-    auto object = Read("#x{\"a\": 1}", &output);
-    ASSERT_TRUE(object);
-    std::regex line("Common/Settings/CSettingsObjectJSON:[0-9]+: failed assertion: "
-                    "isspace\\(buffer_I\\[pos\\]\\)\n");
-    EXPECT_EQ(std::distance(std::sregex_iterator(output.out.begin(), output.out.end(), line),
-                            std::sregex_iterator()),
-              2)
-        << output.out;
-
-    // Inside a value the dispatcher reports and skips as well.
-    object = Read("[ ; 5 ]", &output);
-    ASSERT_TRUE(object);
-    EXPECT_EQ(object->GetTraceString(), "array[0:integer[5]]");
-    EXPECT_NE(output.out.find("failed assertion: isspace(buffer_I[pos_IO])\n"), std::string::npos);
-
-    // A scalar document is null, after one line per stray character.
-    object = Read(" 12 ", &output);
-    EXPECT_EQ(object, nullptr);
-    EXPECT_EQ(std::count(output.out.begin(), output.out.end(), '\n'), 2);
-    EXPECT_EQ(Trace(""), "(null)");
-    EXPECT_EQ(Trace("// only a comment"), "(null)");
 }
 
 TEST(CSettingsJSON, ContainerRules)

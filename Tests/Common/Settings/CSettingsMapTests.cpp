@@ -6,37 +6,6 @@
 
 using namespace SettingsTest;
 
-TEST(CSettingsMap, KeysAreSortedBytewiseAndReplaced)
-{
-    auto map = CSettingsMap::New();
-    map->SetKeyAndInteger("b", 1);
-    map->SetKeyAndString("a", "x");
-    map->SetKeyAndBool("B", true);
-    map->SetKeyAndDouble("\xC3\xA9", 0.5);
-    map->SetKeyAndInteger("b", 2);
-    EXPECT_EQ(map->GetKeys(), (std::vector<std::string>{"B", "a", "b", "\xC3\xA9"}));
-    EXPECT_EQ(map->ObjectCount(), 4u);
-    EXPECT_EQ(map->IntegerForKeyWithDefault("b", 0), 2);
-    map->RemoveObjectForKey("a");
-    map->RemoveObjectForKey("absent");
-    EXPECT_FALSE(map->IsKeyPresent("a"));
-    EXPECT_EQ(map->ObjectCount(), 3u);
-}
-
-TEST(CSettingsMap, StoredNullIsPresentButReadsAsAbsent)
-{
-    auto map = CSettingsMap::New();
-    map->SetKeyAndObject("k", nullptr);
-    EXPECT_TRUE(map->IsKeyPresent("k"));
-    EXPECT_EQ(map->ObjectForKey("k"), nullptr);
-    EXPECT_EQ(map->TypeNameForKeyOrEmpty("k"), "");
-    EXPECT_EQ(map->TypeNameForKeyOrEmpty("absent"), "");
-    EXPECT_EQ(map->IntegerForKeyWithDefault("k", 9), 9);
-    EXPECT_EQ(map->GetTraceString(), "map[k:null[]]");
-    EXPECT_EQ(map->GetJSONString(), "{\n\t\"k\": null\n}");
-    EXPECT_EQ(map->GetASN1Binary(), Hex("02 04 4B 65 6C 6D 60 80 0C 01 6B 05 00 00 00"));
-}
-
 TEST(CSettingsMap, TypedLookupsNeverConvertAndNameTheWrongType)
 {
     auto map = CSettingsMap::New();
@@ -173,49 +142,4 @@ TEST(CSettingsComplexType, PointsAndBrokenRecords)
     EXPECT_NE(output.out.find("map->IsKeyPresent(\"x\")"), std::string::npos);
     output = Capture([&] { p = CSettingsArray::New()->ToComplexType<SPoint>(); });
     EXPECT_NE(output.out.find("map && \"This isn't a frozen SPoint\""), std::string::npos);
-}
-
-TEST(CSettingsMap, RandomEditsKeepTheOrderAndContentsOfAnOrderedMap)
-{
-    // Inserts at the front, the middle and the end, replacements, removals, moved keys and a
-    // merge into itself, checked against std::map after every step.
-    std::mt19937 random(11);
-    auto map = CSettingsMap::New();
-    std::map<std::string, long long> model;
-    for (int step = 0; step < 2000; ++step)
-    {
-        std::string key = "key" + std::to_string(random() % 64);
-        const long long value = step;
-        switch (random() % 4)
-        {
-        case 0:
-            map->RemoveObjectForKey(key);
-            model.erase(key);
-            break;
-        case 1:
-            model[key] = value;
-            map->SetKeyAndObject(std::move(key), CSettingsInteger::New(value));
-            break;
-        default:
-            map->SetKeyAndInteger(key, value);
-            model[key] = value;
-            break;
-        }
-        if (step % 500 == 499)
-        {
-            map->MergeMapObject(map);
-        }
-        ASSERT_EQ(map->ObjectCount(), model.size());
-    }
-    std::vector<std::string> keys;
-    for (const auto& [key, value] : model)
-    {
-        keys.push_back(key);
-        EXPECT_EQ(map->IntegerForKeyWithDefault(key, -1), value) << key;
-    }
-    EXPECT_EQ(map->GetKeys(), keys);
-    EXPECT_FALSE(map->IsKeyPresent("key64"));
-    // The archive and JSON forms read back to the same map.
-    EXPECT_TRUE(map->IsEqualTo(CSettingsObject::ReadFromASN1Binary(map->GetASN1Binary())));
-    EXPECT_TRUE(map->IsEqualTo(CSettingsObject::ReadFromJSONBuffer(map->GetJSONString())));
 }

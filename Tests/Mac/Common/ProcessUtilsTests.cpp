@@ -37,17 +37,4 @@ TEST(ProcessUtilsTests, CallingProcessIsFoundOnlyWhenAskedFor)
     EXPECT_EQ(PidOf(any), getpid());
 }
 
-TEST(ProcessUtilsTests, LongProgramNamesAreMatchedWhole)
-{
-    ScopedPortDirectory scratch;
-    const std::string name = UniqueName("kelProcessUtilsLongName"); // beyond the kernel's 15
-    const std::string link = scratch.Path() + "/" + name;
-    std::filesystem::create_symlink("/bin/sleep", link);
-    TestProcess process({link, "30"}, scratch.Path() + "/log");
-    ASSERT_TRUE(process.Started());
-    ASSERT_TRUE(RunsAs(process.Pid(), name));
-    EXPECT_EQ(PidOf(ProcessUtils::GetPSNForProcessWithName(name, false)), process.Pid());
-    EXPECT_TRUE(ProcessUtils::PSNIsNoProcess(
-        ProcessUtils::GetPSNForProcessWithName(name.substr(0, 15), false)));
-}
 } // namespace

@@ -33,18 +33,6 @@ SResult Ask(bool (*function)(std::string*, unsigned*, unsigned*))
     return result;
 }
 
-TEST(UserUtilsTests, ConsoleUserIsReportedWithItsIDs)
-{
-    CConsoleUser user("alice:501:20");
-    SResult result = Ask(UserUtils::GetConsoleUser);
-    EXPECT_TRUE(result.found);
-    EXPECT_EQ(result.name, "alice");
-    EXPECT_EQ(result.uid, 501u);
-    EXPECT_EQ(result.gid, 20u);
-    EXPECT_EQ(result.stderrText, "");
-    EXPECT_TRUE(UserUtils::GetConsoleUser(nullptr, nullptr, nullptr));
-}
-
 TEST(UserUtilsTests, NobodyAndTheLoginWindowAreNoUserAndLeaveTheOutputsAlone)
 {
     // The test variable is "name:uid:gid"; anything else is nobody.

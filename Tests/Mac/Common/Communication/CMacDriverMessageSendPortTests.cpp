@@ -41,21 +41,6 @@ CEventPacket Packet(const std::string& data)
     return packet;
 }
 
-// A packet driver's answer: the request with this status and data, in the driver's order.
-Bytes PacketAnswer(const Bytes& request, KELSTATUS status, const std::string& data, bool reversed)
-{
-    CEventPacket packet;
-    EXPECT_EQ(Deserialize(request, packet), KELSTATUS_SUCCESS);
-    packet.PackData(static_cast<unsigned>(data.size()), data.data());
-    packet.SetStatus(status);
-    Bytes block = Serialize(packet);
-    if (reversed)
-    {
-        ReverseSimPacketBlock(block);
-    }
-    return block;
-}
-
 // A legacy driver's answer: the return record (status, size) in its order, then the data.
 Bytes ReturnRecord(std::uint32_t status, std::uint32_t size, const std::string& data,
                    bool reversed = false)
@@ -91,32 +76,6 @@ protected:
     std::optional<ScriptedPeer> mPeer;
     CFStringRef mName;
 };
-
-TEST_F(CMacDriverMessageSendPortTests, PacketsComeBackIntoTheSamePacketInEitherByteOrder)
-{
-    for (const bool reversed : {false, true})
-    {
-        SCOPED_TRACE(reversed);
-        ScriptedPeer& peer = Serve(
-            [=](SInt32, const Bytes& request) -> std::optional<Bytes>
-            { return PacketAnswer(request, KELSTATUS_METHOD_NOT_IMPLEMENTED, "hi", reversed); });
-        CMacDriverMessageSendPort port;
-        ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
-        CEventPacket packet = Packet("\x01\x02\x03\x04");
-        EXPECT_EQ(port.SendKeltoEvent(&packet), KELSTATUS_SUCCESS);
-        EXPECT_EQ(packet.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
-        EXPECT_EQ(DataOf(packet), "hi");
-        EXPECT_EQ(packet.ObjectKey(1)->mReference, reinterpret_cast<void*>(0x11223344));
-        EXPECT_STREQ(packet.ObjectKey(2)->String(), "pen");
-
-        // The driver got the packet as it was, and nothing else: no byte-order probe.
-        ASSERT_EQ(peer.mRequests.size(), 1u);
-        EXPECT_EQ(peer.mRequests[0].msgid, kMessageIDEventPacket);
-        CEventPacket received;
-        ASSERT_EQ(Deserialize(peer.mRequests[0].bytes, received), KELSTATUS_SUCCESS);
-        EXPECT_EQ(DataOf(received), "\x01\x02\x03\x04");
-    }
-}
 
 TEST_F(CMacDriverMessageSendPortTests, EmptyReplyLeavesThePacketNoReplyMeansDoneFailureMarksIt)
 {
@@ -188,50 +147,6 @@ TEST_F(CMacDriverMessageSendPortTests, NewAlwaysConnects)
     ASSERT_NE(port, nullptr);
     EXPECT_TRUE(port->IsValid());
     EXPECT_EQ(CDriverMessageSendPort::New("com.kelto.NobodyServesThis", true), nullptr);
-}
-
-// The record's exact bytes: key records of 12 bytes (mode, identifier, reference), 84 bytes
-// of unused keys, the data size, the source, the command, and the data.
-TEST_F(CMacDriverMessageSendPortTests, TransitRecordsReverseEveryFieldButNeverTheData)
-{
-    for (const bool reversed : {false, true})
-    {
-        SCOPED_TRACE(reversed);
-        ScriptedPeer& peer =
-            Serve(LegacyDriver(reversed ? 2 : 1, ReturnRecord(0, 4, "ABCD", reversed)));
-        CMacDriverMessageSendPort port;
-        ASSERT_EQ(port.Init(mName, false), KELSTATUS_SUCCESS);
-        CEventPacket packet = Packet("WXYZ");
-        TransitRecordReturn receipt{7, 7};
-        EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, &receipt), KELSTATUS_SUCCESS);
-        EXPECT_EQ(receipt.wStatus, 0u);
-        EXPECT_EQ(receipt.returnDataSize, 4u);
-        EXPECT_EQ(DataOf(packet), "ABCD"); // written over the packet's data as it came
-        EXPECT_EQ(port.SendLegacyKeltoEvent(&packet, nullptr), KELSTATUS_SUCCESS);
-
-        ASSERT_EQ(peer.mRequests.size(), 3u); // the byte order is asked once
-        EXPECT_EQ(peer.mRequests[0].msgid, kMessageIDEndianness);
-        EXPECT_EQ(peer.mRequests[1].msgid, kMessageIDTransitRecord);
-        const Bytes& record = peer.mRequests[1].bytes;
-        ASSERT_EQ(record.size(), 136u + 4u);
-        // Mode, identifier and reference per key; the string key's reference is a pointer.
-        const std::uint32_t keys[][3] = {{EAddrModeByIndex, EObjectIDTablet, 3},
-                                         {EAddrModeByID, EObjectIDTransducer, 0x11223344},
-                                         {EAddrModeByString, EParameterIDName, 0}};
-        for (std::size_t key = 0; key < 3; ++key)
-        {
-            EXPECT_EQ(Read<std::uint32_t>(record, key * 12), Swap(keys[key][0], reversed));
-            EXPECT_EQ(Read<std::uint16_t>(record, key * 12 + 4),
-                      Swap(std::uint16_t(keys[key][1]), reversed));
-            EXPECT_TRUE(key == 2 ||
-                        Read<std::uint32_t>(record, key * 12 + 8) == Swap(keys[key][2], reversed));
-        }
-        EXPECT_EQ(Bytes(record.begin() + 36, record.begin() + 120), Bytes(84, 0));
-        EXPECT_EQ(Read<std::uint32_t>(record, 120), Swap(4u, reversed));
-        EXPECT_EQ(Read<std::uint32_t>(record, 124), 0u);
-        EXPECT_EQ(Read<std::uint32_t>(record, 128), Swap(std::uint32_t(ECommandGet), reversed));
-        EXPECT_EQ(std::string(record.begin() + 136, record.end()), "WXYZ");
-    }
 }
 
 TEST_F(CMacDriverMessageSendPortTests, LegacyAnswersAreReadWithinTheBytesReceived)

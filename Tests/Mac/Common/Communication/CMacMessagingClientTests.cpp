@@ -134,28 +134,4 @@ public:
     CFStringRef GetRunLoopMode() const override { return mMode; }
 };
 
-CFDataRef AnswerA(CFMessagePortRef, SInt32, CFDataRef, void*)
-{
-    return MakeData({'A'});
-}
-
-TEST_F(CMacMessagingClientTests, WaitsInItsVirtualModeWhereServersOfThisThreadAreServed)
-{
-    CFStringRef name = MakeString("com.kelto.CoordinatorMessageServer");
-    CMacMessagingServer server;
-    ASSERT_EQ(server.Init(name, AnswerA, nullptr), KELSTATUS_SUCCESS);
-    ModeClient client;
-    client.Init(name, 2.0, 0.3);
-    CFRelease(name);
-    EXPECT_TRUE(
-        CFEqual(client.CMacMessagingClient::GetRunLoopMode(), CFSTR("CMacMessagingClientMode")));
-
-    client.mMode = CFSTR("CMacMessagingClientMode");
-    EXPECT_EQ(Ask(client), "[A]");
-    // Not served in any other mode: the receive time-out, not the send's, ends the wait.
-    client.mMode = CFSTR("SomeOtherMode");
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Ask(client), "failed 65535");
-    EXPECT_LT(SecondsSince(start), 1.4);
-}
 } // namespace

@@ -140,11 +140,6 @@ inline Bytes Serialize(const CEventPacket& packet)
     return block;
 }
 
-inline KELSTATUS Deserialize(Bytes block, CEventPacket& packet)
-{
-    return packet.DeserializeFromBuffer(block.data(), block.size(), nullptr);
-}
-
 inline std::string DataOf(const CEventPacket& packet)
 {
     return packet.Buffer()

@@ -73,43 +73,6 @@ TEST_F(TransitRecordReceiveTests, MalformedRecordsGetNoReplyAndOneLogLine)
     EXPECT_EQ(mAnswerer.seen, nullptr);
 }
 
-TEST_F(TransitRecordReceiveTests, RecordBecomesAPacketWhoseAnswerComesBack)
-{
-    mAnswerer.answer = "wxyz";
-    Output output;
-    EXPECT_EQ(Serve(Record({{EAddrModeByIndex, EObjectIDTablet, 0, 2},
-                            {EAddrModeByID, EObjectIDTransducer, 0, 7},
-                            {EAddrModeByString, EParameterIDName, 0, 0xDEADBEEF}},
-                           ECommandSet, "abcd"),
-                    &output),
-              "0 4 [wxyz]");
-    EXPECT_EQ(output.out, "");
-    const CEventPacket& seen = *mAnswerer.seen;
-    EXPECT_EQ(seen.Command(), ECommandSet);
-    EXPECT_EQ(seen.SourceOfRequest(), 3u);
-    EXPECT_EQ(DataOf(seen), "abcd");
-    EXPECT_EQ(seen.ObjectKey(0)->mReference, reinterpret_cast<void*>(2));
-    EXPECT_EQ(seen.ObjectKey(1)->mAddressingMode, EAddrModeByID);
-    EXPECT_EQ(seen.ObjectKey(1)->mReference, reinterpret_cast<void*>(7));
-    // A string key's text does not travel; the sender's pointer is never followed.
-    EXPECT_EQ(seen.ObjectKey(2)->mAddressingMode, EAddrModeByString);
-    EXPECT_STREQ(seen.ObjectKey(2)->String(), "");
-    EXPECT_EQ(seen.ObjectKey(3)->Identifier(), EObjectIDNothing);
-
-    // Ten keys leave the chain no sentinel of its own: served all the same.
-    mAnswerer.answer.clear();
-    std::vector<TransitKeyRecord> ten(kTransitRecordKeyCount,
-                                      {EAddrModeByIndex, EObjectIDTablet, 0, 9});
-    EXPECT_EQ(Serve(Record(ten, ECommandGet, "ab")), "0 2 [ab]");
-    EXPECT_EQ(mAnswerer.seen->ObjectKey(9)->mReference, reinterpret_cast<void*>(9));
-
-    // A larger answer is sized but not copied.
-    mAnswerer.answer = "longer";
-    EXPECT_EQ(Serve(Record({}, ECommandGet, "ab"), &output), std::string("0 6 [\0\0]", 8));
-    EXPECT_EQ(output.out,
-              kSource + "403: failed assertion: memcmp( pData, bufferPtr, dataSize ) == 0\n");
-}
-
 TEST_F(TransitRecordReceiveTests, MissingAndNotImplementedAreAnsweredQuietly)
 {
     for (KELSTATUS status : {KELSTATUS_SUCCESS, KELSTATUS_RESOURCE_MISSING,

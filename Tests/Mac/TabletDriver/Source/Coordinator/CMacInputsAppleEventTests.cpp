@@ -11,8 +11,6 @@
 
 namespace
 {
-constexpr SInt32 kUntouched = 77;
-
 using coordinator_test::Capture;
 using coordinator_test::FakeDriver;
 using coordinator_test::kInputsSource;
@@ -157,31 +155,6 @@ TEST_F(CMacInputsAppleEventTests, ForwardFirstReportsTheLastRealErrorAndIgnoresD
     }
 }
 
-TEST_F(CMacInputsAppleEventTests, DriversReplyReplacesTheHandlersOnlyWhenOneIsWanted)
-{
-    auto driver0 = AddDriver(0, noErr);
-    driver0->mReplyValue = 10;
-
-    // The sender waits for no reply: the driver's is dropped, the null reply stays.
-    TestEvent event(kAECoreSuite, kAEGetData);
-    AEDesc noReply;
-    AEInitializeDesc(&noReply);
-    EXPECT_EQ(mInputs.ForwardAEToSuccessfulDriver(&event.mEvent, &noReply), noErr);
-    EXPECT_EQ(noReply.descriptorType, typeNull);
-
-    // A driver that takes the event without a reply of its own leaves the handler's reply.
-    driver0->mHandsReply = false;
-    AEPutParamPtr(&event.mReply, keyDirectObject, typeSInt32, &kUntouched, sizeof kUntouched);
-    EXPECT_EQ(mInputs.ForwardAEToSuccessfulDriver(&event.mEvent, &event.mReply), noErr);
-    EXPECT_EQ(event.ReplyValue(-1), kUntouched);
-
-    // Otherwise the driver's reply is the answer, for the last-used driver too.
-    driver0->mHandsReply = true;
-    driver0->mTimestamp = 3;
-    EXPECT_EQ(mInputs.ForwardAEToLastUsedDriver(&event.mEvent, &event.mReply), noErr);
-    EXPECT_EQ(event.ReplyValue(-1), 10);
-}
-
 TEST_F(CMacInputsAppleEventTests, ForwardersWalkDriversInAscendingIDAndStopAtAnEmptyEntry)
 {
     // Registered out of order; the walk is by ID.
@@ -199,14 +172,6 @@ TEST_F(CMacInputsAppleEventTests, ForwardersWalkDriversInAscendingIDAndStopAtAnE
     EXPECT_EQ(mCallLog, (std::vector<int>{0}));
 }
 
-TEST_F(CMacInputsAppleEventTests, ForwardingWithoutDriversFindsNoObject)
-{
-    TestEvent event(kAECoreSuite, kAEGetData);
-    EXPECT_EQ(mInputs.ForwardAEToSuccessfulDriver(&event.mEvent, &event.mReply), errAENoSuchObject);
-    EXPECT_EQ(mInputs.ForwardAEToLastUsedDriver(&event.mEvent, &event.mReply), errAENoSuchObject);
-    EXPECT_EQ(mInputs.ForwardAEToAllDrivers(&event.mEvent), noErr);
-}
-
 TEST_F(CMacInputsAppleEventTests, ForwardAllAsksEveryDriverWithReplyOfItsOwn)
 {
     auto driver0 = AddDriver(0, noErr);
@@ -217,49 +182,6 @@ TEST_F(CMacInputsAppleEventTests, ForwardAllAsksEveryDriverWithReplyOfItsOwn)
     EXPECT_EQ(mCallLog, (std::vector<int>{0, 1}));
     // The drivers answered into replies of their own, which were thrown away.
     EXPECT_EQ(event.ReplyValue(-1), -1);
-}
-
-TEST_F(CMacInputsAppleEventTests, ForwardLastUsedPicksTheLatestTimestamp)
-{
-    struct SCase
-    {
-        std::uint32_t mTime0;
-        std::uint32_t mTime1;
-        OSStatus mAnswer; // of whichever driver is chosen
-        OSErr mExpected;
-        std::vector<int> mAsked;
-    };
-    const SCase cases[] = {
-        {0, 0, noErr, errAENoSuchObject, {}}, // nobody used a tablet: nothing forwarded
-        {5, 9, noErr, noErr, {1}},            // the later one
-        {9, 5, noErr, noErr, {0}},            //
-        {9, 9, noErr, noErr, {0}},            // equal times: the lower ID
-        {0, 3, noErr, noErr, {1}},            //
-        {4, 0, 513, errAENoSuchObject, {0}},  // the chosen driver declines
-        {4, 0, -1700, -1700, {0}},            // its error is the answer
-        {0xFFFFFFFF, 1, noErr, noErr, {0}},   // timestamps are unsigned
-    };
-    for (const SCase& c : cases)
-    {
-        auto driver0 = AddDriver(0, c.mAnswer);
-        auto driver1 = AddDriver(1, c.mAnswer);
-        driver0->mTimestamp = c.mTime0;
-        driver1->mTimestamp = c.mTime1;
-        mCallLog.clear();
-        TestEvent event(CMacInputs::kKeltoEventClass, CMacInputs::kKeltoSendEventID);
-        EXPECT_EQ(AEForwardLastUsed(&event.mEvent, &event.mReply, &mInputs), c.mExpected)
-            << c.mTime0 << " " << c.mTime1;
-        EXPECT_EQ(mCallLog, c.mAsked) << c.mTime0 << " " << c.mTime1;
-        // Each driver was asked for its timestamp exactly once, with a get of
-        // driver / last-tablet-used timestamp.
-        for (const auto& driver : {driver0, driver1})
-        {
-            ASSERT_EQ(driver->mPackets.size(), 1u);
-            EXPECT_EQ(driver->mPackets[0].mCommand, ECommandGet);
-            EXPECT_EQ(driver->mPackets[0].mFirst, EObjectIDDriver);
-            EXPECT_EQ(driver->mPackets[0].mSecond, EParameterIDLastTabletUsedTimestamp);
-        }
-    }
 }
 
 TEST_F(CMacInputsAppleEventTests, CountEventCountsTabletsHereAndForwardsOtherClasses)
@@ -294,18 +216,6 @@ TEST_F(CMacInputsAppleEventTests, CountEventCountsTabletsHereAndForwardsOtherCla
     // Without a class there is nothing to count: the parameter error is the answer.
     TestEvent bare(kAECoreSuite, kAECountElements);
     EXPECT_EQ(AECountPreHandler(&bare.mEvent, &bare.mReply, &mInputs), errAEDescNotFound);
-}
-
-TEST_F(CMacInputsAppleEventTests, CountWhenTheDriversKnowMoreTabletsSyncsFirst)
-{
-    auto driver0 = AddDriver(0, noErr);
-    driver0->mTabletCount = 3;
-    // The table is empty, the driver reports three: a sync runs first.
-    TestEvent count(kAECoreSuite, kAECountElements);
-    count.SetObjectClass(CMacInputs::kTabletClass);
-    EXPECT_EQ(AECountPreHandler(&count.mEvent, &count.mReply, &mInputs), noErr);
-    EXPECT_EQ(count.ReplyValue(-1), 0);
-    EXPECT_TRUE(driver0->SentTabletBlock());
 }
 
 TEST_F(CMacInputsAppleEventTests, HandlersWithoutInputsDoNothing)

@@ -42,22 +42,6 @@ protected:
     std::shared_ptr<FakeDriver> mDriver1;
 };
 
-TEST_F(CMacInputsTests, ProtocolVersionCannotBeSet)
-{
-    // A set is refused in the packet and in the result, with the report.
-    CEventPacket set;
-    AddRoutingTableKeys(set, ECommandSet, EParameterIDFileVersion);
-    KELSTATUS status = 0;
-    auto output = Capture([&] { status = mInputs.ProcessKeltoEvent(set); });
-    EXPECT_EQ(status, KELSTATUS_METHOD_NOT_IMPLEMENTED);
-    EXPECT_EQ(set.Status(), KELSTATUS_METHOD_NOT_IMPLEMENTED);
-    EXPECT_EQ(output.out, Report(kInputsSource, 380, "\"EParameterIDFileVersion\""));
-
-    // The request did not reach a driver.
-    EXPECT_TRUE(mDriver0->mPackets.empty());
-    EXPECT_TRUE(mDriver1->mPackets.empty());
-}
-
 TEST_F(CMacInputsTests, OtherRoutingTableRequestsGoToTheTableWithTheKeyInPlace)
 {
     // A flush of the tablet block is a sync: the block ends at every driver.
