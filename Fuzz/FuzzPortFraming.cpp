@@ -8,7 +8,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>

@@ -7,10 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <csignal>
 #include <functional>
 #include <thread>
-#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -14,7 +14,6 @@
 #include <string>
 
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace PortTestSupport
 {

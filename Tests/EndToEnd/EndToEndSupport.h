@@ -7,11 +7,9 @@
 #include "Common/CEventPacket.h"
 #include "Common/KelStatus.h"
 
-#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string>
-#include <vector>
 
 class CMacDriverMessageSendPort;
 

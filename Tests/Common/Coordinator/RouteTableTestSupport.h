@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -58,7 +57,6 @@ struct SSentPacket
 {
     ECommand mCommand;
     std::vector<SKey> mKeys; // up to the sentinel
-    unsigned mCurrentKey;    // index of the current key
     std::vector<unsigned char> mData;
 
     Ids KeyIDs() const
@@ -87,7 +85,7 @@ inline Trace TraceOf(const std::vector<SSentPacket>& sent)
 
 inline SSentPacket Snapshot(CEventPacket& packet)
 {
-    SSentPacket sent{packet.Command(), {}, 0, {}};
+    SSentPacket sent{packet.Command(), {}, {}};
     for (unsigned i = 0; packet.ObjectKey(i)->Identifier() != EObjectIDNothing; ++i)
     {
         const OBJECT_KEY* key = packet.ObjectKey(i);
@@ -96,7 +94,6 @@ inline SSentPacket Snapshot(CEventPacket& packet)
              static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(key->mReference)),
              key->mAddressingMode});
     }
-    sent.mCurrentKey = static_cast<unsigned>(packet.CurrentKey() - packet.ObjectKey(0));
     const auto* data = static_cast<const unsigned char*>(packet.Buffer());
     if (data != nullptr)
     {
@@ -148,15 +145,14 @@ inline std::shared_ptr<ScriptedPort> PortReplying(std::uint16_t value)
 }
 
 // A tablet driver as a synchronisation sees it: the system ID it believes each of its
-// tablets has (by index), the last tablet block it was sent, and whether its tablets
-// report touch capabilities (a map {"MaxFingers": 10 + index}).
+// tablets has (by index), the last tablet block it was sent, and the touch capabilities
+// its tablets report (a map {"MaxFingers": 10 + index}).
 class ScriptedDriver
 {
 public:
     std::vector<std::uint16_t> mTabletIDs;
     std::vector<unsigned char> mTabletBlock;
     std::uint32_t mReportedBlockSize = 0; // 0: the size of mTabletBlock
-    bool mHasCapabilities = true;
     std::shared_ptr<ScriptedPort> mPort =
         Port([this](CEventPacket& packet) { return Answer(packet); });
 
@@ -183,9 +179,8 @@ private:
                 mTabletIDs[index] = packet.UnPackData_<std::uint16_t>(0xFFFF);
             }
         }
-        else if (ids == Ids{EObjectIDDriver, EObjectIDTablet,
-                            EParameterIDTabletMultiTouchCapabilities} &&
-                 mHasCapabilities)
+        else if (ids ==
+                 Ids{EObjectIDDriver, EObjectIDTablet, EParameterIDTabletMultiTouchCapabilities})
         {
             std::shared_ptr<CSettingsMap> capabilities = CSettingsMap::New();
             capabilities->SetKeyAndInteger("MaxFingers", 10 + index);

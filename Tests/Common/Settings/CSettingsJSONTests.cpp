@@ -4,7 +4,6 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 using namespace SettingsTest;
 

@@ -1,7 +1,5 @@
 #include "SettingsTestSupport.h"
 
-#include <map>
-#include <random>
 #include <regex>
 
 using namespace SettingsTest;

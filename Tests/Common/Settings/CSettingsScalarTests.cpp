@@ -1,8 +1,5 @@
 #include "SettingsTestSupport.h"
 
-#include <cmath>
-#include <limits>
-
 using namespace SettingsTest;
 
 TEST(CSettingsScalar, DeepCopyIsIndependentAndSetValueChangesOnlyTheOriginal)

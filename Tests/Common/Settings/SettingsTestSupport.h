@@ -14,8 +14,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>

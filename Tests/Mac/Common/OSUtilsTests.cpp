@@ -11,7 +11,6 @@
 #include <fstream>
 #include <optional>
 #include <string>
-#include <unistd.h>
 
 namespace
 {

@@ -10,9 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <functional>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,7 +26,6 @@ inline std::string Report(const std::string& source, unsigned line, const std::s
 }
 
 inline const std::string kInputsSource = "Mac/TabletDriver/Source/Coordinator/CMacInputs";
-inline const std::string kMainSource = "Mac/TabletDriver/Source/Coordinator/CMacCoordinatorMain";
 
 // The first two key identifiers of a packet (EObjectIDNothing when absent).
 inline std::pair<EEventIdentifier, EEventIdentifier> FirstKeys(const CEventPacket& packet)
@@ -63,19 +59,15 @@ public:
         return mPacketStatus;
     }
 
-    OSStatus ForwardAppleEvent(AEDesc* event, AEDesc* reply) override
+    OSStatus ForwardAppleEvent(AEDesc*, AEDesc* reply) override
     {
-        AEEventID eventID = 0;
-        AEGetAttributePtr(event, keyEventIDAttr, typeType, nullptr, &eventID, sizeof eventID,
-                          nullptr);
-        mForwarded.push_back(eventID);
         if (mCallLog != nullptr)
         {
             mCallLog->push_back(mTag);
         }
         // Like the real interface, a driver that takes the event hands over a reply event of
         // its own, which the caller then owns.
-        if (mAppleEventResult == noErr && mHandsReply && reply != nullptr)
+        if (mAppleEventResult == noErr && reply != nullptr)
         {
             AECreateAppleEvent(kCoreEventClass, kAEAnswer, nullptr, 0, 0, reply);
             AEPutParamPtr(reply, keyDirectObject, typeSInt32, &mReplyValue, sizeof mReplyValue);
@@ -99,11 +91,9 @@ public:
 
     OSStatus mAppleEventResult;
     SInt32 mReplyValue = 0;
-    bool mHandsReply = true;
     std::uint32_t mTimestamp = 0;
     unsigned short mTabletCount = 0;
     KELSTATUS mPacketStatus = KELSTATUS_FAILURE;
-    std::vector<AEEventID> mForwarded;
     // Shared by several drivers, to see the order in which they were asked.
     std::vector<int>* mCallLog = nullptr;
     int mTag = 0;
