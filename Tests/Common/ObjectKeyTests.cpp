@@ -159,3 +159,32 @@ TEST(ObjectKey, CopyChainCopiesThroughTheSentinelOnly)
     EXPECT_THAT(Assertions(Capture([&] { CopyObjectKey(dest, nullptr); }).out),
                 ElementsAre("IsObjectKeyValid(pSource_I) == KELSTATUS_SUCCESS"));
 }
+
+TEST(ObjectKey, ChainNeedsASentinelWithinItsFirstTenPlaces)
+{
+    OBJECT_KEY chain[11];
+    for (unsigned i = 0; i < 11; ++i)
+    {
+        chain[i].Set(EObjectIDTablet, Ref(i), EAddrModeByIndex);
+    }
+    chain[10].ResetObjectKey(); // a sentinel in the eleventh place is one too late
+    KELSTATUS status = KELSTATUS_SUCCESS;
+    auto output = Capture([&] { status = IsObjectKeyValid(chain); });
+    EXPECT_EQ(status, KELSTATUS_RESOURCE_BAD);
+    EXPECT_EQ(output.err, "IsObjectKeyValid: Sentinel value missing\n");
+
+    chain[9].ResetObjectKey(); // nine keys and a sentinel
+    EXPECT_EQ(IsObjectKeyValid(chain), KELSTATUS_SUCCESS);
+
+    // Keys after the sentinel are not looked at; a bad key before it is answered with its code.
+    chain[10].mIdentifier = MAX_KEY_ID;
+    EXPECT_EQ(IsObjectKeyValid(chain), KELSTATUS_SUCCESS);
+    chain[4].mAddressingMode = MAX_ADDRESSING_MODE;
+    output = Capture([&] { status = IsObjectKeyValid(chain); });
+    EXPECT_EQ(status, KELSTATUS_RESOURCE_BAD);
+    EXPECT_EQ(output.err, "OBJECT_KEY::IsValid: AddressingMode invalid\n");
+
+    output = Capture([&] { status = IsObjectKeyValid(nullptr); });
+    EXPECT_EQ(status, KELSTATUS_MEMORY_NULL_PTR);
+    EXPECT_EQ(output.err, "IsObjectKeyValid: Null key pointer\n");
+}
