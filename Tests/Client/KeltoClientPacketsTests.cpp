@@ -1,5 +1,4 @@
-// The packets of the client library: what it refuses to send, what survives the wire, and
-// which received bytes it takes for a packet or a capabilities delivery.
+// The packets of the client library: the keys and data it builds survive the wire.
 #include "Client/KeltoClientPackets.h"
 
 #include "Common/Settings/CSettingsArray.h"
