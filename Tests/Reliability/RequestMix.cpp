@@ -4,7 +4,6 @@
 #include "Common/Settings/CSettingsMap.h"
 
 #include <cstdio>
-#include <regex>
 
 namespace reliability
 {
@@ -176,14 +175,4 @@ std::string CheckAnswer(unsigned int client_I, unsigned int sequence_I,
     }
 }
 
-std::uint32_t ProtocolVersionInInfoPlist(const std::string& infoPlist_I)
-{
-    std::smatch match;
-    if (!std::regex_search(infoPlist_I, match,
-                           std::regex("<key>Protocal</key>\\s*<integer>(\\d+)</integer>")))
-    {
-        return 0;
-    }
-    return static_cast<std::uint32_t>(std::stoul(match[1].str()));
-}
 } // namespace reliability

@@ -46,7 +46,4 @@ std::string CheckAnswer(unsigned int client_I, unsigned int sequence_I,
 CEventPacket TabletRequest(unsigned int systemID_I, EEventIdentifier parameter_I);
 // The "Driver" of a simulated driver's generic answer in the packet; empty when none.
 std::string DriverOfAnswer(CEventPacket& answer_IO);
-
-// "Protocal" of the Info.plist text; 0 when it holds none.
-std::uint32_t ProtocolVersionInInfoPlist(const std::string& infoPlist_I);
 } // namespace reliability

@@ -22,9 +22,11 @@ and, for the programs a transcript talks to:
     @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
                            status must be that (128 + N for signal N, as sh reports it)
     @ exits NAME STATUS    that process ends by itself within 40 seconds, with STATUS
+    @ requires COMMAND     the rest of the file is skipped unless COMMAND succeeds
 Lines starting with # and blank lines are ignored. Each command may take 30 seconds (or
 --step-seconds); one that does not end in time is killed with everything it started.
 Prints one line per failed step (file:line and the difference) and "N passed, M failed".
+The exit status is 0 when every step passed, 77 when every file was skipped, else 1.
 """
 import argparse
 import os
@@ -34,6 +36,10 @@ import subprocess
 import sys
 import tempfile
 import time
+
+
+class Skipped(Exception):
+    pass
 
 
 def steps(path):
@@ -165,6 +171,11 @@ def directive(words, scratch, env, started):
                                              stdin=subprocess.DEVNULL)
         env[name + "_PID"] = str(started[name].pid)
         return None
+    if verb == "requires":
+        if subprocess.run(["sh", "-c", rest], cwd=scratch, env=env, capture_output=True,
+                          stdin=subprocess.DEVNULL).returncode != 0:
+            raise Skipped(rest)
+        return None
     if verb == "until":
         deadline = time.monotonic() + 20
         while time.monotonic() < deadline:
@@ -192,13 +203,18 @@ def main():
     parser.add_argument("--step-seconds", type=float, default=30)
     parser.add_argument("files", nargs="+")
     arguments = parser.parse_args()
-    passed = failed = 0
+    passed = failed = skipped = 0
     for path in arguments.files:
-        p, f = run(path, [os.path.abspath(d) for d in arguments.path],
-                   dict(item.split("=", 1) for item in arguments.set), arguments.step_seconds)
-        passed, failed = passed + p, failed + f
+        try:
+            p, f = run(path, [os.path.abspath(d) for d in arguments.path],
+                       dict(item.split("=", 1) for item in arguments.set),
+                       arguments.step_seconds)
+            passed, failed = passed + p, failed + f
+        except Skipped as reason:
+            skipped += 1
+            print(f"{path}: skipped, as this does not hold: {reason}")
     print(f"{passed} passed, {failed} failed")
-    return 1 if failed else 0
+    return 1 if failed else 77 if skipped == len(arguments.files) else 0
 
 
 if __name__ == "__main__":
