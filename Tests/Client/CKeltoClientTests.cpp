@@ -40,7 +40,7 @@ std::shared_ptr<CSettingsArray> OneTablet()
 class Client : public testing::Test
 {
 protected:
-    PortTestSupport::CScopedPortDirectory mPorts;
+    ScopedPortDirectory mPorts;
 };
 } // namespace
 

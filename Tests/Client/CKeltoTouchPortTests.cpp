@@ -77,7 +77,7 @@ protected:
         return text;
     }
 
-    PortTestSupport::CScopedPortDirectory mPorts;
+    ScopedPortDirectory mPorts;
     std::vector<std::shared_ptr<CSettingsArray>> mReceived;
 };
 } // namespace

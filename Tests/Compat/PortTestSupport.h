@@ -1,15 +1,15 @@
-// Shared by the message port and run loop tests: an isolated port directory per test, CF
-// data helpers, running the loop until a condition holds (bounded in time), and the
-// processor time this process has used.
+// Shared by the message port and run loop tests: an isolated port directory per test
+// (ScopedPortDirectory), CF data helpers, running the loop until a condition holds (bounded
+// in time), and the processor time this process has used.
 #pragma once
+
+#include "Tests/Support/ScopedPortDirectory.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -25,32 +25,6 @@ inline double CpuSeconds()
     return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
-
-// Points KELTO_PORT_DIR at a fresh 0700 directory for the life of the object.
-class CScopedPortDirectory
-{
-public:
-    CScopedPortDirectory()
-    {
-        char pattern[] = "/tmp/kel_ports_XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
-        {
-            ADD_FAILURE() << "mkdtemp failed";
-        }
-        mPath = pattern;
-        setenv("KELTO_PORT_DIR", mPath.c_str(), 1);
-    }
-    ~CScopedPortDirectory()
-    {
-        unsetenv("KELTO_PORT_DIR");
-        std::error_code ignored;
-        std::filesystem::remove_all(mPath, ignored);
-    }
-    const std::string& Path() const { return mPath; }
-
-private:
-    std::string mPath;
-};
 
 inline CFDataRef MakeData(const std::string& bytes)
 {

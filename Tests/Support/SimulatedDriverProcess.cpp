@@ -3,9 +3,7 @@
 #include "Tools/SimulatedDriver/SimDriverConfigReader.h"
 
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -16,6 +14,7 @@ namespace
 {
 constexpr const char* kPortDirectoryVariable = "KELTO_PORT_DIR";
 constexpr std::chrono::milliseconds kPollInterval{5};
+constexpr std::chrono::seconds kStartTimeout{10};
 
 void WriteFile(const std::string& path_I, const std::string& text_I)
 {
@@ -33,45 +32,8 @@ void WriteFile(const std::string& path_I, const std::string& text_I)
 }
 } // namespace
 
-ScopedPortDirectory::ScopedPortDirectory()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelto-ports-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr)
-    {
-        throw std::runtime_error("cannot make a port directory from " + pattern + ": " +
-                                 std::strerror(errno));
-    }
-    mPath = pattern;
-    if (const char* previous = std::getenv(kPortDirectoryVariable))
-    {
-        mPreviousValue = previous;
-    }
-    setenv(kPortDirectoryVariable, mPath.c_str(), 1);
-}
-
-ScopedPortDirectory::~ScopedPortDirectory()
-{
-    if (mPreviousValue)
-    {
-        setenv(kPortDirectoryVariable, mPreviousValue->c_str(), 1);
-    }
-    else
-    {
-        unsetenv(kPortDirectoryVariable);
-    }
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-}
-
-std::string SimulatedDriverProcess::ProgramPath()
-{
-    return KEL_SIMDRIVER_PROGRAM;
-}
-
 SimulatedDriverProcess::SimulatedDriverProcess(const std::string& portDirectory_I,
-                                               const std::string& configJson_I,
-                                               SSimulatedDriverOptions options_I)
-    : mOptions(std::move(options_I))
+                                               const std::string& configJson_I)
 {
     const char* current = std::getenv(kPortDirectoryVariable);
     if (current == nullptr || portDirectory_I != current)
@@ -92,30 +54,22 @@ SimulatedDriverProcess::SimulatedDriverProcess(const std::string& portDirectory_
         mPortName = config.portName;
     }
 
-    std::vector<std::string> arguments = {ProgramPath(), "--trace"};
-    arguments.insert(arguments.end(), mOptions.extraArguments.begin(),
-                     mOptions.extraArguments.end());
-    arguments.push_back(mConfigPath);
-    mProcess.emplace(arguments, stem + ".log");
+    mProcess.emplace(std::vector<std::string>{KEL_SIMDRIVER_PROGRAM, "--trace", mConfigPath},
+                     stem + ".log");
     if (!mProcess->Started())
     {
-        throw std::runtime_error("cannot start " + ProgramPath());
+        throw std::runtime_error("cannot start " KEL_SIMDRIVER_PROGRAM);
     }
 }
 
 SimulatedDriverProcess::~SimulatedDriverProcess() = default;
 
-bool SimulatedDriverProcess::IsRunning()
-{
-    return mProcess->IsRunning();
-}
-
 bool SimulatedDriverProcess::WaitUntilServed()
 {
-    const auto deadline = std::chrono::steady_clock::now() + mOptions.startTimeout;
+    const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
     while (std::chrono::steady_clock::now() < deadline)
     {
-        if (!IsRunning() || mPortName.empty())
+        if (!mProcess->IsRunning() || mPortName.empty())
         {
             return false;
         }
@@ -126,21 +80,6 @@ bool SimulatedDriverProcess::WaitUntilServed()
         std::this_thread::sleep_for(kPollInterval);
     }
     return false;
-}
-
-std::optional<int> SimulatedDriverProcess::WaitForExit(std::chrono::milliseconds timeout_I)
-{
-    return mProcess->WaitForExit(timeout_I);
-}
-
-int SimulatedDriverProcess::Stop()
-{
-    return mProcess->Stop(mOptions.stopTimeout);
-}
-
-bool SimulatedDriverProcess::Signal(int signal_I)
-{
-    return mProcess->Signal(signal_I);
 }
 
 std::string SimulatedDriverProcess::Log() const

@@ -1,13 +1,11 @@
 // A program that a test runs: started by the test with this process's environment (so with
-// the test's KELTO_PORT_DIR) plus what the test adds, its standard output and error in a log
+// the test's KELTO_PORT_DIR), its standard output and error in a log
 // file, every wait bounded, and stopped by its process ID (SIGTERM, then SIGKILL) at the
 // latest when the object goes. A sanitizer's report in the log fails the test then, whether
 // or not the test looked at how the process ended.
 #pragma once
 
 #include "Bench/Support/CChildProcess.h"
-
-#include <sys/types.h>
 
 #include <chrono>
 #include <memory>
@@ -18,16 +16,13 @@
 class TestProcess
 {
 public:
-    // Starts arguments_I[0] (a path) with arguments_I; environment_I entries ("NAME=value")
-    // are added to, or replace, this process's own. Started() says whether it could be.
-    TestProcess(std::vector<std::string> arguments_I, std::string logPath_I,
-                const std::vector<std::string>& environment_I = {});
+    // Starts arguments_I[0] (a path) with arguments_I. Started() says whether it could be.
+    TestProcess(std::vector<std::string> arguments_I, std::string logPath_I);
     ~TestProcess();
     TestProcess(const TestProcess&) = delete;
     TestProcess& operator=(const TestProcess&) = delete;
 
     bool Started() const { return mChild != nullptr; }
-    pid_t Pid() const { return mChild ? mChild->Pid() : -1; }
     // Whether it still runs (it is reaped here once it has ended).
     bool IsRunning();
     // Its exit code (128 + the signal that ended it) once it ends within timeout_I.
@@ -35,15 +30,8 @@ public:
     // SIGCONT and SIGTERM, a wait of at most grace_I, then SIGKILL. The exit code as
     // WaitForExit gives it, also when it had ended before; -1 when it never started.
     int Stop(std::chrono::milliseconds grace_I = std::chrono::seconds(5));
-    // False when it does not run.
-    bool Signal(int signal_I);
 
     std::string Log() const;
-    // Whether `text` is in the log within timeout_I.
-    bool WaitForLog(const std::string& text, std::chrono::milliseconds timeout_I) const;
-    // The next whole line of the log after those read so far; empty when none comes within
-    // timeout_I or the process ended without one.
-    std::string ReadLine(std::chrono::milliseconds timeout_I);
     // For a process that is meant to fail its sanitizer: its report fails nothing.
     void ExpectSanitizerReport() { mReportExpected = true; }
 
@@ -51,7 +39,6 @@ private:
     std::string mProgram;
     std::string mLogPath;
     std::unique_ptr<CChildProcess> mChild;
-    size_t mReadOffset = 0;
     bool mReportExpected = false;
 };
 

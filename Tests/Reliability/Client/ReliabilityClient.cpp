@@ -126,17 +126,34 @@ std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet)
                            block.data(), block.size());
 }
 
-// The refusal frame a connection got within `milliseconds_I`: "TAG REASON"; "" when none.
+// The next frame the coordinator sends on the connection within `milliseconds_I` of each
+// read; false when none comes (the connection is closed, or the time passed).
+bool NextFrame(int fd_I, int milliseconds_I, SPortFrame& frame_O)
+{
+    CPortFrameDecoder decoder(kPortReplyMagic);
+    for (;;)
+    {
+        pollfd wait = {fd_I, POLLIN, 0};
+        UInt8 buffer[4096];
+        const ssize_t got =
+            poll(&wait, 1, milliseconds_I) == 1 ? recv(fd_I, buffer, sizeof buffer, 0) : 0;
+        if (got <= 0)
+        {
+            return false;
+        }
+        decoder.Append(buffer, static_cast<size_t>(got));
+        if (decoder.Next(frame_O) == CPortFrameDecoder::EResult::eFrame)
+        {
+            return true;
+        }
+    }
+}
+
+// The refusal a connection got: "TAG REASON"; "" when it got none.
 std::string Refusal(int fd_I, int milliseconds_I)
 {
-    pollfd wait = {fd_I, POLLIN, 0};
-    std::vector<UInt8> bytes(256);
-    const ssize_t got = poll(&wait, 1, milliseconds_I) == 1 ? recv(fd_I, bytes.data(), 256, 0) : 0;
-    CPortFrameDecoder decoder(kPortReplyMagic);
-    decoder.Append(bytes.data(), got > 0 ? static_cast<size_t>(got) : 0);
     SPortFrame frame;
-    if (decoder.Next(frame) != CPortFrameDecoder::EResult::eFrame ||
-        frame.mWord != kPortReplyRefused)
+    if (!NextFrame(fd_I, milliseconds_I, frame) || frame.mWord != kPortReplyRefused)
     {
         return "";
     }
@@ -405,25 +422,9 @@ int SendAs(uid_t uid)
     const std::vector<UInt8> frame = RequestFrame(1, reliability::MakeRequest(0, 1, none));
     send(fd, frame.data(), frame.size(), MSG_NOSIGNAL);
     // Whatever comes back within ten seconds; a refused connection is closed at once.
-    CPortFrameDecoder replies(kPortReplyMagic);
     SPortFrame reply;
-    for (;;)
-    {
-        pollfd wait = {fd, POLLIN, 0};
-        UInt8 buffer[4096];
-        const ssize_t count = poll(&wait, 1, 10000) == 1 ? recv(fd, buffer, sizeof buffer, 0) : 0;
-        if (count <= 0)
-        {
-            Say("refused");
-            return 0;
-        }
-        replies.Append(buffer, static_cast<size_t>(count));
-        if (replies.Next(reply) == CPortFrameDecoder::EResult::eFrame)
-        {
-            Say("answered");
-            return 0;
-        }
-    }
+    Say(NextFrame(fd, 10000, reply) ? "answered" : "refused");
+    return 0;
 }
 
 // TABLETS PROTOCOL DRIVER... [--avoid=DRIVER], from `first_I` on.
