@@ -158,53 +158,6 @@ TEST(AppleEventDescTests, ParametersKeepTheirPlaceWhenReplacedAndCountAsItems)
     EXPECT_EQ(AEPutParamPtr(&d.b, keyDirectObject, typeSInt32, &value, 4), errAEWrongDataType);
 }
 
-TEST(AppleEventDescTests, AttributesComeFromCreationAndReturnIDsAreGenerated)
-{
-    SDescs d;
-    pid_t pid = 1234;
-    ASSERT_EQ(AECreateDesc(typeKernelProcessID, &pid, sizeof pid, &d.c), noErr);
-    ASSERT_EQ(AECreateAppleEvent('core', 'getd', &d.c, kAutoGenerateReturnID, 99, &d.a), noErr);
-    ASSERT_EQ(AECreateAppleEvent('core', 'getd', nullptr, kAutoGenerateReturnID, 0, &d.b), noErr);
-
-    AEEventClass eventClass = 0;
-    AEEventID eventID = 0;
-    AEReturnID id1 = 0, id2 = 0;
-    AETransactionID transaction = 0;
-    EXPECT_EQ(
-        AEGetAttributePtr(&d.a, keyEventClassAttr, typeType, nullptr, &eventClass, 4, nullptr),
-        noErr);
-    EXPECT_EQ(AEGetAttributePtr(&d.a, keyEventIDAttr, typeType, nullptr, &eventID, 4, nullptr),
-              noErr);
-    EXPECT_EQ(AEGetAttributePtr(&d.a, keyReturnIDAttr, typeSInt16, nullptr, &id1, 2, nullptr),
-              noErr);
-    EXPECT_EQ(AEGetAttributePtr(&d.b, keyReturnIDAttr, typeSInt16, nullptr, &id2, 2, nullptr),
-              noErr);
-    EXPECT_EQ(AEGetAttributePtr(&d.a, keyTransactionIDAttr, typeSInt32, nullptr, &transaction, 4,
-                                nullptr),
-              noErr);
-    EXPECT_EQ(eventClass, AEEventClass('core'));
-    EXPECT_EQ(eventID, AEEventID('getd'));
-    EXPECT_NE(id1, kAutoGenerateReturnID);
-    EXPECT_NE(id1, 0);
-    EXPECT_NE(id1, id2);
-    EXPECT_EQ(transaction, 99);
-
-    // The event keeps its own copy of the address.
-    AEDisposeDesc(&d.c);
-    pid_t target = 0;
-    DescType type = 0;
-    EXPECT_EQ(AEGetAttributePtr(&d.a, keyAddressAttr, typeWildCard, &type, &target, sizeof target,
-                                nullptr),
-              noErr);
-    EXPECT_EQ(type, DescType(typeKernelProcessID));
-    EXPECT_EQ(target, 1234);
-    EXPECT_EQ(AEGetAttributePtr(&d.a, 'what', typeWildCard, nullptr, &target, 4, nullptr),
-              errAEDescNotFound);
-    EXPECT_EQ(
-        AEGetAttributePtr(&d.c, keyEventClassAttr, typeType, nullptr, &eventClass, 4, nullptr),
-        errAENotAppleEvent);
-}
-
 TEST(AppleEventDescTests, CopiesAreDeepAndDisposalResetsToNull)
 {
     SDescs d;

@@ -99,7 +99,7 @@ class CFMessagePortTests : public ::testing::Test
 {
 protected:
     void TearDown() override { SetPortTransport(nullptr); }
-    CScopedPortDirectory mDirectory;
+    ScopedPortDirectory mDirectory;
 };
 
 TEST_F(CFMessagePortTests, NamesAreTakenOnceAndGivenBackOnInvalidation)
@@ -158,26 +158,6 @@ TEST_F(CFMessagePortTests, AwkwardNamesAreKeptInsideTheDirectory)
     CFRelease(remote);
 }
 
-TEST_F(CFMessagePortTests, APortDirectoryOpenToOthersIsRefused)
-{
-    std::string error;
-    EXPECT_TRUE(PortDirectory::Check(mDirectory.Path(), &error)) << error;
-    ASSERT_EQ(chmod(mDirectory.Path().c_str(), 0755), 0);
-    EXPECT_FALSE(PortDirectory::Check(mDirectory.Path(), &error));
-    EXPECT_NE(error.find("open to group or others"), std::string::npos);
-    Boolean shouldFree = false;
-    EXPECT_EQ(
-        CFMessagePortCreateLocal(nullptr, CFSTR("com.kelto.Open"), nullptr, nullptr, &shouldFree),
-        nullptr);
-    EXPECT_TRUE(shouldFree);
-
-    const std::string link = mDirectory.Path() + "-link";
-    ASSERT_EQ(chmod(mDirectory.Path().c_str(), 0700), 0);
-    ASSERT_EQ(symlink(mDirectory.Path().c_str(), link.c_str()), 0);
-    EXPECT_FALSE(PortDirectory::Check(link, &error));
-    unlink(link.c_str());
-}
-
 // Where the ports are: the first of KELTO_PORT_DIR, XDG_RUNTIME_DIR, the shared temporary
 // directory unless something unfit is there already, the user's home.
 TEST_F(CFMessagePortTests, PortDirectoryRuleSkipsATemporaryNameSomebodyTookFirst)
@@ -219,35 +199,6 @@ TEST_F(CFMessagePortTests, PortDirectoryRuleSkipsATemporaryNameSomebodyTookFirst
 
 // While a request waits, the call-back serving it sends another request over the same
 // remote port; the inner reply comes back first and each request still gets its own.
-TEST_F(CFMessagePortTests, NestedRequestsOverOneRemotePortGetTheirOwnReplies)
-{
-    CFMessagePortRef remote = nullptr;
-    std::vector<std::string> order;
-    CServedPort server(CFSTR("com.kelto.Nested"),
-                       [&](SInt32 msgid, CFDataRef data) -> CFDataRef
-                       {
-                           const std::string text = Text(data);
-                           if (msgid == 2)
-                           {
-                               order.push_back("inner served");
-                               return MakeData("inner(" + text + ")");
-                           }
-                           std::string inner;
-                           EXPECT_EQ(Send(remote, 2, text + "-nested", inner),
-                                     kCFMessagePortSuccess);
-                           order.push_back("inner replied");
-                           return MakeData("outer(" + text + ") saw " + inner);
-                       });
-    ASSERT_NE(server.mPort, nullptr);
-    remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Nested"));
-    ASSERT_NE(remote, nullptr);
-    std::string reply;
-    EXPECT_EQ(Send(remote, 1, "a", reply), kCFMessagePortSuccess);
-    EXPECT_EQ(reply, "outer(a) saw inner(a-nested)");
-    EXPECT_EQ(order, (std::vector<std::string>{"inner served", "inner replied"}));
-    CFRelease(remote);
-}
-
 TEST_F(CFMessagePortTests, AReplyAfterItsTimeOutIsDroppedNotGivenToTheNextRequest)
 {
     CServedPort server(CFSTR("com.kelto.Late"), Echo);
@@ -344,118 +295,9 @@ TEST_F(CFMessagePortTests, AMisbehavingClientIsDroppedAndOthersAreStillServed)
     CFRelease(remote);
 }
 
-TEST_F(CFMessagePortTests, AClientThatStopsReadingIsDroppedWithoutStallingTheLoop)
-{
-    CServedPort server(CFSTR("com.kelto.Reader"), Echo);
-    ASSERT_NE(server.mPort, nullptr);
-    CFMessagePortRef remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Reader"));
-    const int fd = RawConnect(mDirectory.Path() + "/com.kelto.Reader");
-    ASSERT_GE(fd, 0);
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-
-    // Keep sending 1 MiB echo requests and never read a reply.
-    const std::string payload(1 << 20, 'p');
-    const std::vector<UInt8> frame = EncodePortFrame(
-        kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(payload.data()), payload.size());
-    size_t offset = 0;
-    bool dropped = false;
-    int served = 0;
-    RunUntil(
-        [&]
-        {
-            const ssize_t count =
-                send(fd, frame.data() + offset, frame.size() - offset, MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (count > 0)
-            {
-                offset = (offset + static_cast<size_t>(count)) % frame.size();
-            }
-            else if (count < 0 && errno != EAGAIN)
-            {
-                dropped = true; // EPIPE or ECONNRESET: the server closed on us
-            }
-            // Meanwhile a well-behaved client is answered.
-            std::string reply;
-            if (Send(remote, 2, "ping", reply, 5.0) == kCFMessagePortSuccess && reply == "ping")
-            {
-                ++served;
-            }
-            return dropped;
-        },
-        60.0);
-    EXPECT_TRUE(dropped);
-    EXPECT_GT(served, 0);
-    close(fd);
-    CFRelease(remote);
-}
-
 // A client that writes many requests at once to a server whose call-back waits on another
 // port (as the coordinator waits on a driver): its requests are taken in nested, but never
 // more deeply than the limit, and every one is answered under its own tag.
-TEST_F(CFMessagePortTests, PipelinedRequestsNestNoDeeperThanTheLimit)
-{
-    CServedPort driver(CFSTR("com.kelto.Downstream"), Echo);
-    ASSERT_NE(driver.mPort, nullptr);
-    CFMessagePortRef downstream = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Downstream"));
-    ASSERT_NE(downstream, nullptr);
-    size_t depth = 0;
-    size_t deepest = 0;
-    CServedPort server(CFSTR("com.kelto.Pipelined"),
-                       [&](SInt32, CFDataRef data) -> CFDataRef
-                       {
-                           deepest = std::max(deepest, ++depth);
-                           std::string reply;
-                           EXPECT_EQ(Send(downstream, 1, Text(data), reply), kCFMessagePortSuccess);
-                           --depth;
-                           return MakeData(reply);
-                       });
-    ASSERT_NE(server.mPort, nullptr);
-    const int fd = RawConnect(mDirectory.Path() + "/com.kelto.Pipelined");
-    ASSERT_GE(fd, 0);
-    constexpr UInt32 kRequests = 400;
-    std::vector<UInt8> requests;
-    for (UInt32 tag = 1; tag <= kRequests; ++tag)
-    {
-        const std::string text = std::to_string(tag);
-        const std::vector<UInt8> frame = EncodePortFrame(
-            kPortRequestMagic, tag, 1, reinterpret_cast<const UInt8*>(text.data()), text.size());
-        requests.insert(requests.end(), frame.begin(), frame.end());
-    }
-    ASSERT_EQ(write(fd, requests.data(), requests.size()), static_cast<ssize_t>(requests.size()));
-    fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
-
-    CPortFrameDecoder replies(kPortReplyMagic);
-    std::vector<bool> answered(kRequests + 1, false);
-    UInt32 right = 0;
-    RunUntil(
-        [&]
-        {
-            UInt8 buffer[4096];
-            ssize_t count;
-            while ((count = read(fd, buffer, sizeof buffer)) > 0)
-            {
-                replies.Append(buffer, static_cast<size_t>(count));
-            }
-            SPortFrame frame;
-            while (replies.Next(frame) == CPortFrameDecoder::EResult::eFrame)
-            {
-                const std::string text(frame.mPayload.begin(), frame.mPayload.end());
-                if (frame.mTag >= 1 && frame.mTag <= kRequests && !answered[frame.mTag] &&
-                    text == std::to_string(frame.mTag))
-                {
-                    answered[frame.mTag] = true;
-                    ++right;
-                }
-            }
-            return right == kRequests;
-        },
-        30.0, kReplyMode);
-    EXPECT_EQ(right, kRequests);
-    EXPECT_GT(deepest, 1u); // other requests are still taken in while one waits
-    EXPECT_LE(deepest, CPortServer::kMaxNestedDeliveries);
-    close(fd);
-    CFRelease(downstream);
-}
-
 // At the nesting limit the loop sleeps until a level returns: it does not poll in a spin
 // while every level waits (for a slow driver, say).
 TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)

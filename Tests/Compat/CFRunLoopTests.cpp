@@ -8,7 +8,6 @@
 
 #include <chrono>
 #include <functional>
-#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -47,72 +46,6 @@ struct SPerformSource
     CFRunLoopSourceRef mSource;
     int mCount = 0;
 };
-
-TEST(CFRunLoopTests, RunResultsFinishedTimedOutHandledAndStopped)
-{
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    EXPECT_EQ(CFRunLoopGetCurrent(), rl);
-    EXPECT_EQ(CFRunLoopRunInMode(CFSTR("NothingHere"), 5.0, false), kCFRunLoopRunFinished);
-
-    SPerformSource source;
-    CFRunLoopAddSource(rl, source.mSource, kCFRunLoopDefaultMode);
-    // Waiting with nothing to do sleeps: the time passes, the processor is not used.
-    const double cpuBefore = PortTestSupport::CpuSeconds();
-    const auto start = Clock::now();
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.3, false), kCFRunLoopRunTimedOut);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(300));
-    EXPECT_LT(PortTestSupport::CpuSeconds() - cpuBefore, 0.1);
-    EXPECT_EQ(source.mCount, 0);
-
-    source.Signal();
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
-    EXPECT_EQ(source.mCount, 1);
-
-    // A stop made by a call-back ends the run that called it.
-    source.mAction = [rl] { CFRunLoopStop(rl); };
-    source.Signal();
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, false), kCFRunLoopRunStopped);
-    EXPECT_EQ(source.mCount, 2);
-    // Without returnAfterSourceHandled a handled source keeps the loop running.
-    source.mAction = {};
-    source.Signal();
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false), kCFRunLoopRunTimedOut);
-    EXPECT_EQ(source.mCount, 3);
-    CFRunLoopRemoveSource(rl, source.mSource, kCFRunLoopDefaultMode);
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, false), kCFRunLoopRunFinished);
-}
-
-TEST(CFRunLoopTests, StopAndWakeUpWorkFromAnotherThread)
-{
-    CFRunLoopRef rl = CFRunLoopGetCurrent();
-    SPerformSource source;
-    CFRunLoopAddSource(rl, source.mSource, kCFRunLoopDefaultMode);
-
-    std::thread stopper(
-        [&]
-        {
-            EXPECT_NE(CFRunLoopGetCurrent(), rl); // the thread has its own
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            CFRunLoopStop(rl);
-        });
-    const auto start = Clock::now();
-    CFRunLoopRun();
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5));
-    stopper.join();
-
-    // A signal from another thread runs once the loop is woken.
-    std::thread signaller(
-        [&]
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            source.Signal();
-            CFRunLoopWakeUp(rl);
-        });
-    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 5.0, true), kCFRunLoopRunHandledSource);
-    signaller.join();
-    EXPECT_EQ(source.mCount, 1);
-    CFRunLoopRemoveSource(rl, source.mSource, kCFRunLoopDefaultMode);
-}
 
 TEST(CFRunLoopTests, InvalidationTakesASourceOutEverywhereAndReleasesItsInfo)
 {
