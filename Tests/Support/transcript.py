@@ -22,7 +22,7 @@ and, for the programs a transcript talks to:
     @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
                            status must be that (128 + N for signal N, as sh reports it)
     @ exits NAME STATUS    that process ends by itself within 40 seconds, with STATUS
-    @ requires COMMAND     the rest of the file is skipped unless COMMAND succeeds
+    @ requires COMMAND     the file is skipped unless COMMAND succeeds (its first step)
 Lines starting with # and blank lines are ignored. Each command may take 30 seconds (or
 --step-seconds); one that does not end in time is killed with everything it started.
 Prints one line per failed step (file:line and the difference) and "N passed, M failed".
