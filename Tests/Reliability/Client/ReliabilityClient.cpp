@@ -13,11 +13,10 @@
 //       the same on one connection kept throughout, N requests for each number N read from
 //       standard input; prints "R of N right" per batch, and " in more than 2 s" after it
 //       when the batch took that long
-//   ask SYSTEMID [COPIES]
-//       COPIES processes (1 when not given), each of which prints "asking", sends one request
-//       for a parameter of that tablet and prints "status 0xSSSS driver NAME": the
-//       exchange's status, or the answer's when the exchange succeeded, and the driver that
-//       answered (empty when none did)
+//   ask SYSTEMID
+//       prints "asking", sends one request for a parameter of that tablet and prints
+//       "status 0xSSSS driver NAME": the exchange's status, or the answer's when the
+//       exchange succeeded, and the driver that answered (empty when none did)
 //   idle COUNT
 //       opens COUNT connections and sends nothing; after 300 ms prints "K kept" and, per
 //       refusal the coordinator sent, "R refused: TAG REASON"; then "library: 0xSSSS" for
@@ -41,6 +40,7 @@
 //       stranger would), sends a protocol version request and prints "answered" or "refused"
 //
 // Requests wait at most 60 seconds for their answers.
+#include "Bench/Support/UnixSockets.h"
 #include "Client/CKeltoClient.h"
 #include "Mac/Common/Communication/CMacDriverMessageSendPort.h"
 #include "Mac/Common/Communication/MessageIDs.h"
@@ -67,8 +67,6 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -101,21 +99,6 @@ std::string SocketPath()
     const char* directory = std::getenv("KELTO_PORT_DIR");
     return std::string(directory != nullptr ? directory : "") + "/" +
            PortDirectory::FileName(kCoordinatorPort);
-}
-
-// A connection that follows the framing and nothing else; -1 when it cannot connect.
-int RawConnect(const std::string& path_I)
-{
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path_I.c_str(), sizeof address.sun_path - 1);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-    {
-        close(fd);
-        return -1;
-    }
-    return fd;
 }
 
 std::vector<UInt8> RequestFrame(UInt32 tag_I, CEventPacket packet)
@@ -213,8 +196,9 @@ int Batches(unsigned int client, const reliability::SExpectations& expected)
     return 0;
 }
 
-// One request for a parameter of that tablet, and what came of it.
-void AskOnce(unsigned int systemID)
+// One request for a parameter of that tablet, and what came of it. The asker is this very
+// process, so that killing it leaves its request unanswered.
+int Ask(unsigned int systemID)
 {
     std::shared_ptr<CMacDriverMessageSendPort> port = Connect();
     CEventPacket packet = reliability::TabletRequest(systemID, EParameterIDName);
@@ -227,30 +211,7 @@ void AskOnce(unsigned int systemID)
     char text[16];
     std::snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(status));
     Say(std::string("status ") + text + " driver " + reliability::DriverOfAnswer(packet));
-}
-
-// One asker is this very process, so that killing it leaves its request unanswered.
-int Ask(unsigned int systemID, int copies)
-{
-    if (copies == 1)
-    {
-        AskOnce(systemID);
-        return 0;
-    }
-    for (int copy = 0; copy < copies; ++copy)
-    {
-        if (fork() == 0)
-        {
-            AskOnce(systemID);
-            std::_Exit(0);
-        }
-    }
-    int failed = 0;
-    for (int status = 0; wait(&status) > 0;)
-    {
-        failed += !WIFEXITED(status) || WEXITSTATUS(status) != 0;
-    }
-    return failed == 0 ? 0 : 1;
+    return 0;
 }
 
 // Connections the process may hold: as many as asked for, and some to spare.
@@ -269,7 +230,7 @@ std::vector<int> Connections(size_t count_I)
     std::vector<int> fds;
     for (size_t i = 0; i < count_I; ++i)
     {
-        fds.push_back(RawConnect(SocketPath()));
+        fds.push_back(UnixSockets::Connect(SocketPath()));
         if (fds.back() < 0)
         {
             Say("cannot connect " + std::to_string(i));
@@ -371,7 +332,7 @@ int Half(size_t count)
     {
         send(fd, header.data(), 8, MSG_NOSIGNAL);
     }
-    const int extra = RawConnect(SocketPath());
+    const int extra = UnixSockets::Connect(SocketPath());
     Say("extra: " + Refusal(extra, 5000));
     close(extra);
     // The time-out counts from when the coordinator read the half headers, which a busy
@@ -401,12 +362,12 @@ int Leave(unsigned int systemID)
 {
     reliability::SExpectations none;
     const std::vector<UInt8> half = RequestFrame(1, reliability::MakeRequest(100, 0, none));
-    int fd = RawConnect(SocketPath());
+    int fd = UnixSockets::Connect(SocketPath());
     send(fd, half.data(), half.size() / 2, MSG_NOSIGNAL);
     close(fd);
     const std::vector<UInt8> whole =
         RequestFrame(2, reliability::TabletRequest(systemID, EParameterIDName));
-    fd = RawConnect(SocketPath());
+    fd = UnixSockets::Connect(SocketPath());
     send(fd, whole.data(), whole.size(), MSG_NOSIGNAL);
     shutdown(fd, SHUT_RDWR);
     close(fd);
@@ -423,7 +384,7 @@ int SendAs(uid_t uid)
         Say("cannot become " + std::to_string(uid));
         return 1;
     }
-    const int fd = RawConnect(path);
+    const int fd = UnixSockets::Connect(path);
     if (fd < 0)
     {
         Say("cannot connect");
@@ -478,9 +439,9 @@ int main(int argc, char** argv)
     {
         return Batches(static_cast<unsigned int>(number) & 0xFF, Expectations(argc, argv, 3));
     }
-    if (command == "ask" && (argc == 3 || argc == 4))
+    if (command == "ask" && argc == 3)
     {
-        return Ask(static_cast<unsigned int>(number), argc == 4 ? std::atoi(argv[3]) : 1);
+        return Ask(static_cast<unsigned int>(number));
     }
     if (command == "idle" && argc == 3 && number > 0)
     {
