@@ -2,6 +2,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include "Bench/Support/UnixSockets.h"
 #include "Compat/CPortFrameDecoder.h"
 #include "Compat/CPortServer.h"
 #include "Compat/PortDirectory.h"
@@ -20,7 +21,6 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace
@@ -197,8 +197,6 @@ TEST_F(CFMessagePortTests, PortDirectoryRuleSkipsATemporaryNameSomebodyTookFirst
     std::filesystem::remove_all(shared);
 }
 
-// While a request waits, the call-back serving it sends another request over the same
-// remote port; the inner reply comes back first and each request still gets its own.
 TEST_F(CFMessagePortTests, AReplyAfterItsTimeOutIsDroppedNotGivenToTheNextRequest)
 {
     CServedPort server(CFSTR("com.kelto.Late"), Echo);
@@ -219,22 +217,8 @@ TEST_F(CFMessagePortTests, AReplyAfterItsTimeOutIsDroppedNotGivenToTheNextReques
     CFRelease(remote);
 }
 
-// Unix socket helpers for clients that do not follow the protocol.
-int RawConnect(const std::string& path)
-{
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
-    {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-// Reads until end of stream while running the loop; true when the server closed.
+// Reads until end of stream while running the loop; true when the server closed. (Clients
+// that do not follow the protocol are plain sockets.)
 bool ServerClosed(int fd)
 {
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -275,7 +259,7 @@ TEST_F(CFMessagePortTests, AMisbehavingClientIsDroppedAndOthersAreStillServed)
     attacks[1][12] = 0xFF, attacks[1][13] = 0xFF, attacks[1][14] = 0xFF, attacks[1][15] = 0x7F;
     for (const auto& attack : attacks)
     {
-        const int fd = RawConnect(path);
+        const int fd = UnixSockets::Connect(path);
         ASSERT_GE(fd, 0);
         ASSERT_EQ(write(fd, attack.data(), attack.size()), static_cast<ssize_t>(attack.size()));
         EXPECT_TRUE(ServerClosed(fd));
@@ -284,7 +268,7 @@ TEST_F(CFMessagePortTests, AMisbehavingClientIsDroppedAndOthersAreStillServed)
         EXPECT_EQ(Send(remote, 1, "still here", reply), kCFMessagePortSuccess);
         EXPECT_EQ(reply, "still here");
     }
-    const int fd = RawConnect(path);
+    const int fd = UnixSockets::Connect(path);
     const std::vector<UInt8> whole =
         EncodePortFrame(kPortRequestMagic, 7, 1, reinterpret_cast<const UInt8*>("abcd"), 4);
     ASSERT_EQ(write(fd, whole.data(), whole.size() - 1), static_cast<ssize_t>(whole.size() - 1));
@@ -295,9 +279,6 @@ TEST_F(CFMessagePortTests, AMisbehavingClientIsDroppedAndOthersAreStillServed)
     CFRelease(remote);
 }
 
-// A client that writes many requests at once to a server whose call-back waits on another
-// port (as the coordinator waits on a driver): its requests are taken in nested, but never
-// more deeply than the limit, and every one is answered under its own tag.
 // At the nesting limit the loop sleeps until a level returns: it does not poll in a spin
 // while every level waits (for a slow driver, say).
 TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)
@@ -317,7 +298,7 @@ TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)
     std::vector<int> clients;
     for (int i = 0; i < 10; ++i)
     {
-        clients.push_back(RawConnect(mDirectory.Path() + "/com.kelto.Nested"));
+        clients.push_back(UnixSockets::Connect(mDirectory.Path() + "/com.kelto.Nested"));
         ASSERT_GE(clients.back(), 0);
         for (UInt32 tag = 1; tag <= 4; ++tag)
         {
@@ -348,6 +329,49 @@ TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)
     {
         close(fd);
     }
+}
+
+// A client that reads nothing until it has sent all its requests loses no reply: what its
+// socket cannot take waits beside it (up to a bound that 250 echoes of 1 KiB stay within).
+TEST_F(CFMessagePortTests, AClientThatPausesReadingGetsEveryReplyLater)
+{
+    CServedPort server(CFSTR("com.kelto.Pause"), Echo);
+    ASSERT_NE(server.mPort, nullptr);
+    const int fd = UnixSockets::Connect(mDirectory.Path() + "/com.kelto.Pause");
+    ASSERT_GE(fd, 0);
+    const std::string payload(1024, 'p');
+    std::vector<UInt8> requests;
+    for (int i = 0; i < 250; ++i)
+    {
+        const std::vector<UInt8> frame = EncodePortFrame(
+            kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(payload.data()), 1024);
+        requests.insert(requests.end(), frame.begin(), frame.end());
+    }
+    size_t sent = 0;
+    EXPECT_TRUE(RunUntil(
+        [&]
+        {
+            const ssize_t count = send(fd, requests.data() + sent, requests.size() - sent,
+                                       MSG_NOSIGNAL | MSG_DONTWAIT);
+            sent += count > 0 ? static_cast<size_t>(count) : 0;
+            return server.mRequests == 250;
+        }));
+    CPortFrameDecoder decoder(kPortReplyMagic);
+    int replies = 0;
+    RunUntil(
+        [&]
+        {
+            UInt8 buffer[65536];
+            const ssize_t count = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
+            decoder.Append(buffer, count > 0 ? static_cast<size_t>(count) : 0);
+            for (SPortFrame frame; decoder.Next(frame) == CPortFrameDecoder::EResult::eFrame;)
+            {
+                replies += frame.mPayload.size() == 1024;
+            }
+            return replies == 250 || count == 0;
+        });
+    EXPECT_EQ(replies, 250);
+    close(fd);
 }
 
 // Fault injection: replacement system calls.
@@ -427,6 +451,19 @@ TEST_F(CFMessagePortTests, AFailingConnectOrWriteGivesNoPortOrATransportError)
     EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortTransportError);
     EXPECT_FALSE(CFMessagePortIsValid(remote));
     EXPECT_EQ(Send(remote, 1, "x", reply), kCFMessagePortIsInvalid);
+    SetPortTransport(nullptr);
+    CFRelease(remote);
+
+    // The end of the stream ends the port, whatever an earlier call left in errno.
+    remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
+    faulty = SystemPortTransport();
+    faulty.recv = [](int, void*, size_t, int) -> ssize_t
+    {
+        errno = EAGAIN;
+        return 0;
+    };
+    SetPortTransport(&faulty);
+    EXPECT_EQ(Send(remote, 1, "x", reply, 2.0), kCFMessagePortBecameInvalidError);
     SetPortTransport(nullptr);
     CFRelease(remote);
 

@@ -190,6 +190,11 @@ TEST(CFRunLoopTests, TimersFireInTheirModesAtTheirDates)
     EXPECT_LE(fired.repeating, static_cast<int>(seconds / 0.05) + 1);
     EXPECT_EQ(fired.once, 1);
 
+    // A timer of the loop can go into another of its modes too.
+    const int before = fired.repeating;
+    CFRunLoopAddTimer(loop, repeating, CFSTR("TimerTestMode"));
+    EXPECT_EQ(CFRunLoopRunInMode(CFSTR("TimerTestMode"), 0.12, false), kCFRunLoopRunTimedOut);
+    EXPECT_GT(fired.repeating, before);
     CFRunLoopTimerInvalidate(repeating);
     EXPECT_EQ(CFRunLoopRunInMode(CFSTR("TimerTestMode"), 0.1, false), kCFRunLoopRunFinished);
     CFRelease(repeating);
