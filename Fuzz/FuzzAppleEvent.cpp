@@ -4,6 +4,7 @@
 // and flattens back to exactly the same bytes, since the form has one spelling per value.
 // The same bytes then go through the application's event port as a request.
 #include "Compat/AEEventPort.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <CoreServices/CoreServices.h>
 
@@ -27,10 +28,7 @@ void Walk(const AEDesc& desc, int depth)
     {
         AEKeyword key = 0;
         AEDesc item;
-        if (AEGetNthDesc(&desc, i, typeWildCard, &key, &item) != noErr)
-        {
-            __builtin_trap();
-        }
+        Check(AEGetNthDesc(&desc, i, typeWildCard, &key, &item) == noErr);
         // The coercions a handler would ask for.
         SInt32 number = 0;
         OSType code = 0;
@@ -51,12 +49,9 @@ void ThroughThePort(const uint8_t* data, size_t size)
     {
         // Whatever was asked, the answer is a well-formed reply event.
         AEDesc event;
-        if (AEUnflattenDescFromBytes(CFDataGetBytePtr(reply), size_t(CFDataGetLength(reply)),
-                                     &event) != noErr ||
-            event.descriptorType != typeAppleEvent)
-        {
-            __builtin_trap();
-        }
+        Check(AEUnflattenDescFromBytes(CFDataGetBytePtr(reply), size_t(CFDataGetLength(reply)),
+                                       &event) == noErr &&
+              event.descriptorType == typeAppleEvent);
         AEDisposeDesc(&event);
         CFRelease(reply);
     }
@@ -69,27 +64,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     AEDesc desc;
     if (AEUnflattenDescFromBytes(data, size, &desc) != noErr)
     {
-        if (desc.descriptorType != typeNull || desc.dataHandle)
-        {
-            __builtin_trap();
-        }
+        Check(desc.descriptorType == typeNull && !desc.dataHandle);
         return 0;
     }
     Walk(desc, 0);
 
     AEDesc copy;
-    if (AEDuplicateDesc(&desc, &copy) != noErr)
-    {
-        __builtin_trap();
-    }
+    Check(AEDuplicateDesc(&desc, &copy) == noErr);
     AEDisposeDesc(&desc);
     std::vector<char> again(static_cast<size_t>(AESizeOfFlattenedDesc(&copy)));
     Size actual = 0;
-    if (AEFlattenDesc(&copy, again.data(), Size(again.size()), &actual) != noErr ||
-        again.size() != size || std::memcmp(again.data(), data, size) != 0)
-    {
-        __builtin_trap();
-    }
+    Check(AEFlattenDesc(&copy, again.data(), Size(again.size()), &actual) == noErr &&
+          again.size() == size && std::memcmp(again.data(), data, size) == 0);
     AEDisposeDesc(&copy);
     return 0;
 }

@@ -2,6 +2,7 @@
 // five-byte wire form. Whatever the parser makes of a text, the full form prints it in a way
 // the parser reads back to the same value.
 #include "Common/FileVersion.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,10 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     const std::string text(reinterpret_cast<const char*>(data), size);
     const FileVersion parsed(text, false);
-    if (FileVersion(parsed.AsString(FileVersion::EVersionStyleFull), false) != parsed)
-    {
-        __builtin_trap();
-    }
+    Check(FileVersion(parsed.AsString(FileVersion::EVersionStyleFull), false) == parsed);
 
     if (size >= sizeof(FileVersion))
     {
@@ -24,11 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // Any release byte prints; a release outside the known ones prints as '?'.
         const std::string full = wire.AsString(FileVersion::EVersionStyleFull);
         const FileVersion back(full, false);
-        if (back.Major() != wire.Major() || back.Minor() != wire.Minor() ||
-            back.Variation() != wire.Variation() || back.Build() != wire.Build())
-        {
-            __builtin_trap();
-        }
+        Check(back.Major() == wire.Major() && back.Minor() == wire.Minor() &&
+              back.Variation() == wire.Variation() && back.Build() == wire.Build());
         (void)(wire < parsed);
     }
     return 0;

@@ -5,6 +5,7 @@
 // must give the same block again.
 #include "Common/CEventPacket.h"
 #include "Common/EventQueuePayload.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,14 +15,6 @@
 
 namespace
 {
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
-
 bool SameKey(const OBJECT_KEY& a, const OBJECT_KEY& b)
 {
     if (a.mAddressingMode != b.mAddressingMode || a.mIdentifier != b.mIdentifier)

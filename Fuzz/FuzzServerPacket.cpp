@@ -18,6 +18,7 @@
 // the route table's walks over a driver's tablets stay short.
 #include "Common/CEventPacket.h"
 #include "Common/Coordinator/CRouteTable.h"
+#include "Fuzz/FuzzCheck.h"
 #include "Mac/Common/Communication/CDriverMessageSendPort.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 #include "Mac/Common/Communication/MessageIDs.h"
@@ -79,14 +80,6 @@ private:
     unsigned mBehaviour;
     std::uint8_t mValue;
 };
-
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -3,6 +3,7 @@
 // writes an archive that reads back and writes the same bytes again: the reader never
 // produces a node the writer cannot express (a null, for instance, is never read).
 #include "Common/Settings/CSettingsObject.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,10 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     try
     {
         size_t pos = 0;
-        if (CSettingsObject::ReadFromASN1Node(archive, pos) == nullptr || pos > archive.size())
-        {
-            __builtin_trap();
-        }
+        Check(CSettingsObject::ReadFromASN1Node(archive, pos) != nullptr && pos <= archive.size());
     }
     catch (const std::exception&)
     {
@@ -33,14 +31,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     const std::vector<uint8_t> first = root->GetASN1Binary();
     std::shared_ptr<CSettingsObject> again = CSettingsObject::ReadFromASN1Binary(first);
-    if (!again || again->GetASN1Binary() != first)
-    {
-        __builtin_trap();
-    }
-    if (root->DeepCopy()->GetASN1Binary() != first)
-    {
-        __builtin_trap();
-    }
+    Check(again && again->GetASN1Binary() == first);
+    Check(root->DeepCopy()->GetASN1Binary() == first);
     (void)root->GetTraceString();
     (void)root->GetJSONString();
     return 0;

@@ -7,11 +7,13 @@
 #include "Common/Settings/CSettingsDouble.h"
 #include "Common/Settings/CSettingsMap.h"
 #include "Common/Settings/CSettingsString.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -20,74 +22,44 @@ bool PlainText(const std::string& text)
     return text.find_first_of("\"\\") == std::string::npos;
 }
 
-// Whether JSON text carries `object` back unchanged.
-bool JSONCarries(const std::shared_ptr<CSettingsObject>& object)
+// Whether JSON text (`json_IO`) and the archive (`archive_IO`: no null anywhere; the lookups
+// report a stored null as absent) carry the tree back unchanged; both start true.
+void Carried(const std::shared_ptr<CSettingsObject>& object, bool& json_IO, bool& archive_IO)
 {
-    if (auto map = CSettingsMap::CastToMap(object, false))
+    std::vector<std::shared_ptr<CSettingsObject>> children;
+    if (!object)
     {
-        if (map->ObjectCount() == 0 || map->IsKeyPresent("SbyteS"))
-        {
-            return false;
-        }
+        archive_IO = false;
+    }
+    else if (auto map = CSettingsMap::CastToMap(object, false))
+    {
+        json_IO &= map->ObjectCount() != 0 && !map->IsKeyPresent("SbyteS");
         for (const std::string& key : map->GetKeys())
         {
-            std::shared_ptr<CSettingsObject> value = map->ObjectForKey(key);
-            if (!PlainText(key) || (value && !JSONCarries(value)))
-            {
-                return false;
-            }
-        }
-        return true;
-    }
-    if (auto array = CSettingsArray::CastToArray(object, false))
-    {
-        for (size_t i = 0; i < array->ObjectCount(); ++i)
-        {
-            std::shared_ptr<CSettingsObject> element = array->ObjectForIndex(i);
-            if (element && !JSONCarries(element))
-            {
-                return false;
-            }
-        }
-        return array->ObjectCount() != 0;
-    }
-    if (auto text = object->CastTo<CSettingsString>())
-    {
-        return PlainText(text->GetValue());
-    }
-    if (auto number = object->CastTo<CSettingsDouble>())
-    {
-        return std::isfinite(number->GetValue());
-    }
-    return true;
-}
-
-// Whether a null stands anywhere in the tree (the lookups report a stored null as absent).
-bool HasNull(const std::shared_ptr<CSettingsObject>& object)
-{
-    if (auto map = CSettingsMap::CastToMap(object, false))
-    {
-        for (const std::string& key : map->GetKeys())
-        {
-            std::shared_ptr<CSettingsObject> value = map->ObjectForKey(key);
-            if (!value || HasNull(value))
-            {
-                return true;
-            }
+            json_IO &= PlainText(key);
+            children.push_back(map->ObjectForKey(key));
         }
     }
     else if (auto array = CSettingsArray::CastToArray(object, false))
     {
+        json_IO &= array->ObjectCount() != 0;
         for (size_t i = 0; i < array->ObjectCount(); ++i)
         {
-            std::shared_ptr<CSettingsObject> element = array->ObjectForIndex(i);
-            if (!element || HasNull(element))
-            {
-                return true;
-            }
+            children.push_back(array->ObjectForIndex(i));
         }
     }
-    return false;
+    else if (auto text = object->CastTo<CSettingsString>())
+    {
+        json_IO &= PlainText(text->GetValue());
+    }
+    else if (auto number = object->CastTo<CSettingsDouble>())
+    {
+        json_IO &= std::isfinite(number->GetValue());
+    }
+    for (const auto& child : children)
+    {
+        Carried(child, json_IO, archive_IO);
+    }
 }
 } // namespace
 
@@ -98,33 +70,27 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     size_t pos = 0;
     (void)CSettingsObject::ReadFromJSONNode(text, pos);
-    if (pos > text.size())
-    {
-        __builtin_trap();
-    }
+    Check(pos <= text.size());
 
     if (!root)
     {
         return 0;
     }
     const std::string first = root->GetJSONString();
-    if (JSONCarries(root))
+    bool json = true;
+    bool archive = true;
+    Carried(root, json, archive);
+    if (json)
     {
         std::shared_ptr<CSettingsObject> again = CSettingsObject::ReadFromJSONBuffer(first);
-        if (!again || again->GetJSONString() != first)
-        {
-            __builtin_trap();
-        }
+        Check(again && again->GetJSONString() == first);
     }
-    if (!HasNull(root))
+    if (archive)
     {
-        const std::vector<uint8_t> archive = root->GetASN1Binary();
-        std::shared_ptr<CSettingsObject> fromArchive = CSettingsObject::ReadFromASN1Binary(archive);
-        if (!fromArchive || fromArchive->GetASN1Binary() != archive ||
-            fromArchive->GetJSONString() != first)
-        {
-            __builtin_trap();
-        }
+        const std::vector<uint8_t> bytes = root->GetASN1Binary();
+        std::shared_ptr<CSettingsObject> fromArchive = CSettingsObject::ReadFromASN1Binary(bytes);
+        Check(fromArchive && fromArchive->GetASN1Binary() == bytes &&
+              fromArchive->GetJSONString() == first);
     }
     (void)root->GetTraceString();
     return 0;

@@ -1,21 +1,11 @@
 // Fuzz target for the simulated driver's configuration reader: any text. Besides never
 // crashing, an accepted configuration holds only what the reader promises.
+#include "Fuzz/FuzzCheck.h"
 #include "Tools/SimulatedDriver/SimDriverConfigReader.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-
-namespace
-{
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -6,6 +6,7 @@
 // Input: byte 0 picks the message id (0 transit record, 1 'KEPK', 2 'ENDI', 3 'AEVT', other:
 // an unknown id), byte 1 the driver (bit 0: other byte order, bit 1: no packet messaging),
 // the rest is the message body.
+#include "Fuzz/FuzzCheck.h"
 #include "Mac/Common/Communication/MessageIDs.h"
 #include "Mac/Common/Communication/TransitRecord.h"
 #include "Tools/SimulatedDriver/CSimDriverResponder.h"
@@ -19,14 +20,6 @@
 
 namespace
 {
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
-
 SSimDriverConfig Config(std::uint8_t flags)
 {
     SSimDriverConfig config;

@@ -2,21 +2,11 @@
 // UTF-8, remote identifiers, and the splitting and case-insensitive replacement used on
 // settings text. Checks the invariants the decoders promise, besides staying in bounds.
 #include "Common/StringUtilities.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-
-namespace
-{
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

@@ -2,6 +2,7 @@
 // the bytes, parsing stays within them, and a block that parses is rebuilt to the same
 // header and records (the reserved fields are written as 0).
 #include "Common/Coordinator/CTabletBlock.h"
+#include "Fuzz/FuzzCheck.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,17 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<STabletRec> records;
     if (CTabletBlock::Parse(block, records) != KELSTATUS_SUCCESS)
     {
-        if (!records.empty())
-        {
-            __builtin_trap();
-        }
+        Check(records.empty());
         return 0;
     }
     const std::vector<unsigned char> rebuilt = CTabletBlock::Build(records);
-    if (rebuilt.size() > block.size())
-    {
-        __builtin_trap();
-    }
+    Check(rebuilt.size() <= block.size());
     for (size_t offset = 0; offset < rebuilt.size(); offset += 4)
     {
         const bool reserved = offset >= 16 && offset % 16 == 12;
@@ -34,10 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         }
         uint32_t actual;
         std::memcpy(&actual, rebuilt.data() + offset, 4);
-        if (actual != expected)
-        {
-            __builtin_trap();
-        }
+        Check(actual == expected);
     }
     return 0;
 }

@@ -7,22 +7,12 @@
 #include "Client/CKeltoTouchPort.h"
 #include "Client/KeltoClientPackets.h"
 #include "Common/Settings/CSettingsArray.h"
+#include "Fuzz/FuzzCheck.h"
 #include "Mac/Common/Communication/MessageIDs.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-
-namespace
-{
-void Check(bool condition)
-{
-    if (!condition)
-    {
-        __builtin_trap();
-    }
-}
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -7,6 +7,7 @@
 // too. Every reply is either the return record with exactly the request's data size, or a
 // bare refusal: status 0x0105 and no data.
 #include "Common/CEventPacket.h"
+#include "Fuzz/FuzzCheck.h"
 #include "Mac/Common/Communication/CMacMessagingServer.h"
 #include "Mac/Common/Communication/TransitRecord.h"
 
@@ -77,10 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const auto replyLength = static_cast<std::uint64_t>(CFDataGetLength(reply));
         const bool refused = replyLength == kTransitRecordReturnSize &&
                              head.wStatus == KELSTATUS_MEMORY_OVERRUN && head.returnDataSize == 0;
-        if (!refused && replyLength != kTransitRecordReturnSize + sizeOfData)
-        {
-            __builtin_trap();
-        }
+        Check(refused || replyLength == kTransitRecordReturnSize + sizeOfData);
         CFRelease(reply);
     }
     CFRelease(request);
