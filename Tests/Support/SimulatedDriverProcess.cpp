@@ -2,10 +2,13 @@
 
 #include "Tools/SimulatedDriver/SimDriverConfigReader.h"
 
+#include <CoreFoundation/CoreFoundation.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
@@ -29,6 +32,26 @@ void WriteFile(const std::string& path_I, const std::string& text_I)
         }
     }
     std::filesystem::rename(temporary, path_I);
+}
+
+// Whether a process of this user serves the port of that name in this process's port
+// directory.
+bool PortServed(const std::string& portName_I)
+{
+    CFStringRef name =
+        CFStringCreateWithCString(nullptr, portName_I.c_str(), kCFStringEncodingUTF8);
+    CFMessagePortRef port = name != nullptr ? CFMessagePortCreateRemote(nullptr, name) : nullptr;
+    if (name != nullptr)
+    {
+        CFRelease(name);
+    }
+    // Released, never invalidated: a remote port is shared by everything in this process
+    // that reaches the same name, the test's own clients among them.
+    if (port != nullptr)
+    {
+        CFRelease(port);
+    }
+    return port != nullptr;
 }
 } // namespace
 
@@ -54,9 +77,9 @@ SimulatedDriverProcess::SimulatedDriverProcess(const std::string& portDirectory_
         mPortName = config.portName;
     }
 
-    mProcess.emplace(std::vector<std::string>{KEL_SIMDRIVER_PROGRAM, "--trace", mConfigPath},
-                     stem + ".log");
-    if (!mProcess->Started())
+    mLogPath = stem + ".log";
+    mProcess = CChildProcess::Spawn({KEL_SIMDRIVER_PROGRAM, "--trace", mConfigPath}, {}, mLogPath);
+    if (!mProcess)
     {
         throw std::runtime_error("cannot start " KEL_SIMDRIVER_PROGRAM);
     }
@@ -84,5 +107,6 @@ bool SimulatedDriverProcess::WaitUntilServed()
 
 std::string SimulatedDriverProcess::Log() const
 {
-    return mProcess->Log();
+    std::ifstream file(mLogPath, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }

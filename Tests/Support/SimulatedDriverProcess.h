@@ -8,7 +8,7 @@
 //                                               "Version": "6.3.0", "Tablets": [{}]})");
 //   ASSERT_TRUE(kelto.WaitUntilServed()) << kelto.Log();
 //   ... talk to the port ...
-//   // the destructor stops the driver (SIGTERM, then SIGKILL after 5 seconds)
+//   // the destructor stops the driver (SIGTERM, then SIGKILL after 3 seconds)
 //
 // The configuration format is the program's (`simdriver --help`). The driver runs with
 // --trace, so Log() holds one line per request it served, plus its start and stop lines.
@@ -17,10 +17,10 @@
 // Link the target kel_test_support; it makes sure the simdriver program is built.
 #pragma once
 
+#include "Bench/Support/CChildProcess.h"
 #include "Tests/Support/ScopedPortDirectory.h"
-#include "Tests/Support/TestProcess.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 
 class SimulatedDriverProcess
@@ -31,7 +31,7 @@ public:
     // KELTO_PORT_DIR (a ScopedPortDirectory), since that is where WaitUntilServed looks.
     // Throws std::runtime_error when the process cannot be started.
     SimulatedDriverProcess(const std::string& portDirectory_I, const std::string& configJson_I);
-    // Stops the driver (TestProcess::Stop).
+    // Stops the driver (CChildProcess::Stop).
     ~SimulatedDriverProcess();
     SimulatedDriverProcess(const SimulatedDriverProcess&) = delete;
     SimulatedDriverProcess& operator=(const SimulatedDriverProcess&) = delete;
@@ -45,6 +45,7 @@ public:
 
 private:
     std::string mConfigPath;
+    std::string mLogPath;
     std::string mPortName;
-    std::optional<TestProcess> mProcess;
+    std::unique_ptr<CChildProcess> mProcess;
 };

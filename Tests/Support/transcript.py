@@ -21,7 +21,7 @@ and, for the programs a transcript talks to:
     @ until COMMAND        runs COMMAND until it succeeds, for at most 20 seconds
     @ stop NAME [STATUS]   stops that process now and waits for it; with STATUS, its exit
                            status must be that (128 + N for signal N, as sh reports it)
-    @ exits NAME STATUS    that process ends by itself within 40 seconds, with STATUS
+    @ exits NAME [STATUS]  that process ends by itself within 40 seconds (with STATUS)
     @ requires COMMAND     the file is skipped unless COMMAND succeeds (its first step)
 Lines starting with # and blank lines are ignored. Each command may take 30 seconds (or
 --step-seconds); one that does not end in time is killed with everything it started.
@@ -192,7 +192,7 @@ def directive(words, scratch, env, started):
             started[name].wait(timeout=40)
         except subprocess.TimeoutExpired:
             return "still running after 40 seconds"
-        return status_problem(stop(started[name]), expected)
+        return status_problem(stop(started[name]), expected or None)
     return f"unknown directive or process: {verb} {rest}"
 
 

@@ -1,7 +1,5 @@
 #include "Mac/Common/ProcessUtils.h"
 
-#include "Tests/Support/SimulatedDriverProcess.h"
-
 #include <gtest/gtest.h>
 
 #include <string>

@@ -3,7 +3,7 @@
 #include "Common/CNotFlipper.h"
 #include "Mac/Common/Communication/KelMessagingTestSupport.h"
 #include "Mac/Common/Communication/MessageIDs.h"
-#include "Tests/Support/SimulatedDriverProcess.h"
+#include "Tests/Support/ScopedPortDirectory.h"
 #include "Tools/SimulatedDriver/SimPacketWire.h"
 
 #include <gtest/gtest.h>
