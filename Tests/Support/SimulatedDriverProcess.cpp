@@ -40,18 +40,20 @@ bool PortServed(const std::string& portName_I)
 {
     CFStringRef name =
         CFStringCreateWithCString(nullptr, portName_I.c_str(), kCFStringEncodingUTF8);
-    CFMessagePortRef port = name != nullptr ? CFMessagePortCreateRemote(nullptr, name) : nullptr;
-    if (name != nullptr)
+    if (name == nullptr)
     {
-        CFRelease(name);
+        return false;
+    }
+    CFMessagePortRef port = CFMessagePortCreateRemote(nullptr, name);
+    CFRelease(name);
+    if (port == nullptr)
+    {
+        return false;
     }
     // Released, never invalidated: a remote port is shared by everything in this process
     // that reaches the same name, the test's own clients among them.
-    if (port != nullptr)
-    {
-        CFRelease(port);
-    }
-    return port != nullptr;
+    CFRelease(port);
+    return true;
 }
 } // namespace
 
