@@ -331,13 +331,35 @@ TEST_F(CFMessagePortTests, AtTheNestingLimitTheLoopSleeps)
     }
 }
 
-// A client that reads nothing until it has sent all its requests loses no reply: what its
-// socket cannot take waits beside it (up to a bound that 250 echoes of 1 KiB stay within).
-TEST_F(CFMessagePortTests, AClientThatPausesReadingGetsEveryReplyLater)
+// Clients that never read are dropped once their echoes of 1 MiB pile up, one after another,
+// and what they left queued no longer counts against the bound for all connections: then a
+// client that reads nothing until it has sent all its requests loses no reply, what its
+// socket cannot take waiting beside it (250 echoes of 1 KiB stay within the bounds).
+TEST_F(CFMessagePortTests, DeafClientsAreDroppedAndAPausingOneGetsEveryReplyLater)
 {
     CServedPort server(CFSTR("com.kelto.Pause"), Echo);
     ASSERT_NE(server.mPort, nullptr);
-    const int fd = UnixSockets::Connect(mDirectory.Path() + "/com.kelto.Pause");
+    const std::string path = mDirectory.Path() + "/com.kelto.Pause";
+    const std::string big(1 << 20, 'b');
+    const std::vector<UInt8> flood = EncodePortFrame(
+        kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(big.data()), big.size());
+    for (int client = 0; client < 16; ++client)
+    {
+        const int deaf = UnixSockets::Connect(path);
+        size_t offset = 0;
+        EXPECT_TRUE(RunUntil(
+            [&]
+            {
+                const ssize_t count = send(deaf, flood.data() + offset, flood.size() - offset,
+                                           MSG_NOSIGNAL | MSG_DONTWAIT);
+                offset = (offset + static_cast<size_t>(std::max<ssize_t>(count, 0))) % flood.size();
+                return count < 0 && errno != EAGAIN; // EPIPE or ECONNRESET: dropped
+            }))
+            << client;
+        close(deaf);
+    }
+    const int before = server.mRequests;
+    const int fd = UnixSockets::Connect(path);
     ASSERT_GE(fd, 0);
     const std::string payload(1024, 'p');
     std::vector<UInt8> requests;
@@ -354,7 +376,7 @@ TEST_F(CFMessagePortTests, AClientThatPausesReadingGetsEveryReplyLater)
             const ssize_t count = send(fd, requests.data() + sent, requests.size() - sent,
                                        MSG_NOSIGNAL | MSG_DONTWAIT);
             sent += count > 0 ? static_cast<size_t>(count) : 0;
-            return server.mRequests == 250;
+            return server.mRequests - before == 250;
         }));
     CPortFrameDecoder decoder(kPortReplyMagic);
     int replies = 0;
