@@ -346,6 +346,7 @@ TEST_F(CFMessagePortTests, DeafClientsAreDroppedAndAPausingOneGetsEveryReplyLate
     for (int client = 0; client < 16; ++client)
     {
         const int deaf = UnixSockets::Connect(path);
+        ASSERT_GE(deaf, 0);
         size_t offset = 0;
         EXPECT_TRUE(RunUntil(
             [&]
