@@ -399,6 +399,7 @@ TEST_F(CFMessagePortTests, DeafClientsAreDroppedAndAPausingOneGetsEveryReplyLate
 
 // Fault injection: replacement system calls.
 int gCalls = 0;
+int gStaleErrno = 0;
 
 TEST_F(CFMessagePortTests, ShortWritesAndInterruptedCallsAreResumed)
 {
@@ -478,17 +479,21 @@ TEST_F(CFMessagePortTests, AFailingConnectOrWriteGivesNoPortOrATransportError)
     CFRelease(remote);
 
     // The end of the stream ends the port, whatever an earlier call left in errno.
-    remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
-    faulty = SystemPortTransport();
-    faulty.recv = [](int, void*, size_t, int) -> ssize_t
+    for (const int stale : {EINTR, EAGAIN})
     {
-        errno = EAGAIN;
-        return 0;
-    };
-    SetPortTransport(&faulty);
-    EXPECT_EQ(Send(remote, 1, "x", reply, 2.0), kCFMessagePortBecameInvalidError);
-    SetPortTransport(nullptr);
-    CFRelease(remote);
+        gStaleErrno = stale;
+        remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
+        faulty = SystemPortTransport();
+        faulty.recv = [](int, void*, size_t, int) -> ssize_t
+        {
+            errno = gStaleErrno;
+            return 0;
+        };
+        SetPortTransport(&faulty);
+        EXPECT_EQ(Send(remote, 1, "x", reply, 2.0), kCFMessagePortBecameInvalidError) << stale;
+        SetPortTransport(nullptr);
+        CFRelease(remote);
+    }
 
     // A new remote port connects again.
     remote = CFMessagePortCreateRemote(nullptr, CFSTR("com.kelto.Broken"));
