@@ -156,6 +156,24 @@ TEST_F(CFMessagePortTests, AwkwardNamesAreKeptInsideTheDirectory)
     EXPECT_EQ(Send(remote, 1, "ok", reply), kCFMessagePortSuccess);
     EXPECT_EQ(reply, "ok");
     CFRelease(remote);
+
+    // A socket path holds 107 bytes and its NUL: a name one byte longer is neither served
+    // nor reached.
+    const size_t longest = 107 - mDirectory.Path().size() - 1;
+    for (const size_t length : {longest, longest + 1})
+    {
+        CFStringRef name = CFStringCreateWithCString(nullptr, std::string(length, 'n').c_str(),
+                                                     kCFStringEncodingUTF8);
+        CServedPort served(name, Echo);
+        remote = CFMessagePortCreateRemote(nullptr, name);
+        EXPECT_EQ(served.mPort != nullptr, length == longest) << length;
+        EXPECT_EQ(remote != nullptr, length == longest) << length;
+        if (remote != nullptr)
+        {
+            CFRelease(remote);
+        }
+        CFRelease(name);
+    }
 }
 
 // Where the ports are: the first of KELTO_PORT_DIR, XDG_RUNTIME_DIR, the shared temporary

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <functional>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -199,4 +200,17 @@ TEST(CFRunLoopTests, TimersFireInTheirModesAtTheirDates)
     EXPECT_EQ(CFRunLoopRunInMode(CFSTR("TimerTestMode"), 0.1, false), kCFRunLoopRunFinished);
     CFRelease(repeating);
     CFRelease(once);
+}
+
+// A timer that outlives the loop of its thread is invalid from then on: invalidating it
+// later touches nothing of that loop.
+TEST(CFRunLoopTests, ATimerOutlivesItsThreadsLoop)
+{
+    CFRunLoopTimerRef timer = CFRunLoopTimerCreate(
+        nullptr, CFAbsoluteTimeGetCurrent() + 60, 0, 0, 0, [](CFRunLoopTimerRef, void*) {},
+        nullptr);
+    std::thread([timer] { CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode); })
+        .join();
+    CFRunLoopTimerInvalidate(timer);
+    CFRelease(timer);
 }
