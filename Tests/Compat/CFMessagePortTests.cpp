@@ -386,11 +386,11 @@ TEST_F(CFMessagePortTests, DeafClientsAreDroppedAndAPausingOneGetsEveryReplyLate
     const int fd = UnixSockets::Connect(path);
     ASSERT_GE(fd, 0);
     const std::string payload(1024, 'p');
+    const std::vector<UInt8> frame = EncodePortFrame(
+        kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(payload.data()), 1024);
     std::vector<UInt8> requests;
     for (int i = 0; i < 250; ++i)
     {
-        const std::vector<UInt8> frame = EncodePortFrame(
-            kPortRequestMagic, 1, 1, reinterpret_cast<const UInt8*>(payload.data()), 1024);
         requests.insert(requests.end(), frame.begin(), frame.end());
     }
     size_t sent = 0;
@@ -410,9 +410,9 @@ TEST_F(CFMessagePortTests, DeafClientsAreDroppedAndAPausingOneGetsEveryReplyLate
             UInt8 buffer[65536];
             const ssize_t count = recv(fd, buffer, sizeof buffer, MSG_DONTWAIT);
             decoder.Append(buffer, count > 0 ? static_cast<size_t>(count) : 0);
-            for (SPortFrame frame; decoder.Next(frame) == CPortFrameDecoder::EResult::eFrame;)
+            for (SPortFrame reply; decoder.Next(reply) == CPortFrameDecoder::EResult::eFrame;)
             {
-                replies += frame.mPayload.size() == 1024;
+                replies += reply.mPayload.size() == 1024;
             }
             return replies == 250 || count == 0;
         });
